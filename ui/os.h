@@ -1,0 +1,101 @@
+/* The platform seam: windows and their messages, the timer, the named
+ * mutex, the status display, message boxes, temporary directory and child
+ * processes. Windows builds map each call onto the Win32 API; POSIX builds
+ * keep the same contract with sockets and lock files (see docs/posix-contract.md). */
+#ifndef KESTRA_UI_OS_H
+#define KESTRA_UI_OS_H
+
+#include <stddef.h>
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* A window: the HWND on Windows, a number unique among running instances on POSIX. */
+typedef intptr_t WindowHandle;
+typedef intptr_t (*WindowProcedure)(WindowHandle window, unsigned message, uintptr_t wparam, intptr_t lparam);
+
+/* Message numbers shared by both platforms (the Win32 values). */
+enum {
+    OS_MSG_CREATE = 0x0001,
+    OS_MSG_DESTROY = 0x0002,
+    OS_MSG_COMMAND = 0x0111,
+    OS_MSG_TIMER = 0x0113,
+    OS_MSG_USER = 0x0400
+};
+
+/* The window number as the program prints it: "%ld" in titles, "%08X" in file names. */
+long WindowNumber(WindowHandle window);
+WindowHandle WindowFromNumber(long number);
+
+unsigned RegisterNamedMessage(const char *name);
+int RegisterWindowClass(const char *class_name, WindowProcedure procedure);
+WindowHandle CreateHiddenWindow(const char *class_name, const char *title);
+void SetWindowTitle(WindowHandle window, const char *title);
+void DestroyHiddenWindow(WindowHandle window);
+intptr_t DefaultWindowProcedure(WindowHandle window, unsigned message, uintptr_t wparam, intptr_t lparam);
+
+/* Finds the window of the given class whose title starts with the prefix and
+ * that belongs to the process; 0 when there is none. */
+WindowHandle FindProcessWindow(long process_id, const char *class_name, const char *title_prefix);
+/* The window with exactly this title; 0 when there is none. */
+WindowHandle FindWindowByTitle(const char *title);
+
+/* Runs the message loop until PostQuit; returns the quit code. */
+int RunMessageLoop(void);
+/* Handles arriving messages for at most the given time; returns 0 once quit was posted. */
+int PumpMessages(unsigned milliseconds);
+void PostQuit(int code);
+
+int SendToWindow(WindowHandle window, unsigned message, uintptr_t wparam, intptr_t lparam,
+                 unsigned timeout_ms, intptr_t *result);
+int PostToWindow(WindowHandle window, unsigned message, uintptr_t wparam, intptr_t lparam);
+/* Answers the sending call of the message being handled. */
+void ReplyToSender(intptr_t result);
+void StartWindowTimer(WindowHandle window, unsigned id, unsigned period_ms);
+void BringWindowToFront(WindowHandle window);
+
+/* The named mutex, openable from any account; a null handle makes waits return at once. */
+typedef intptr_t NamedMutex;
+NamedMutex CreateNamedMutex(const char *name);
+NamedMutex OpenNamedMutex(const char *name);
+void WaitNamedMutex(NamedMutex mutex);
+void ReleaseNamedMutex(NamedMutex mutex);
+void CloseNamedMutex(NamedMutex mutex);
+
+/* The status display: the modeless dialog "MYDLG" with its edit control 100. */
+int CreateStatusDisplay(WindowHandle owner);
+size_t GetStatusDisplayText(char *out, size_t size);
+void SetStatusDisplayText(const char *text);
+
+/* Message box with caption "Tellan" (standard error on POSIX); returns the box result. */
+int ShowMessageBox(WindowHandle owner, const char *text, unsigned flags);
+/* Loads a string of the program's string table; 0 when there is none. */
+int LoadResourceString(unsigned id, char *out, size_t size);
+
+/* The system temporary directory with its final separator. */
+void SystemTempDirectory(char *out, size_t size);
+/* Appends the directory separator unless the path already ends with one. */
+void AddPathSeparator(char *path, size_t size);
+void DeleteFileIfExists(const char *path);
+long CurrentProcessId(void);
+/* The command line after the program's own name, as one text. */
+const char *ProgramCommandLine(int argc, char **argv);
+
+/* Child processes (the distributor's side). */
+typedef intptr_t ChildProcess;
+ChildProcess StartChildProcess(const char *program, const char *argument, long *process_id);
+/* Waits up to the time given; returns 1 if the process has ended. */
+int WaitChildProcess(ChildProcess child, unsigned timeout_ms);
+void CloseChildProcess(ChildProcess child);
+
+void SleepMilliseconds(unsigned milliseconds);
+/* Standard output without line-end translation. */
+void UseBinaryStandardOutput(void);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

@@ -1,0 +1,674 @@
+// The platform seam on POSIX. A window is a listening Unix-domain socket in
+// the shared directory "<temp>/kestra-windows/"; a message is one 24-octet
+// record on a fresh connection; a sending call waits for an 8-octet answer.
+// Named mutexes are lock files there, the status display a text file.
+// docs/posix-contract.md describes the contract for other distributors.
+#include "ui/os.h"
+#include "ui/strings.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <deque>
+#include <fstream>
+#include <map>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/file.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// Window numbers stay below 2^31: the process id plus a multiple of the
+// largest Linux process id for a process's second and later windows.
+const long kWindowNumberStep = 4194304;
+
+enum MessageKind : uint32_t { kPosted = 0, kSent = 1 };
+
+struct WireMessage {
+    uint32_t kind;
+    uint32_t message;
+    int64_t wparam;
+    int64_t lparam;
+};
+
+struct Window {
+    WindowHandle handle;
+    std::string class_name;
+    int listener;
+    bool timer_on;
+    unsigned timer_id;
+    Clock::duration period;
+    Clock::time_point next_tick;
+};
+
+struct Posted {
+    WindowHandle window;
+    WireMessage wire;
+};
+
+struct State {
+    std::map<std::string, WindowProcedure> classes;
+    std::vector<Window> windows;
+    std::deque<Posted> posted;
+    bool quit = false;
+    int quit_code = 0;
+    int reply_fd = -1;
+    bool replied = false;
+    std::string status_path;
+    std::string status_text;
+    std::map<intptr_t, std::string> created_mutexes;
+    long windows_made = 0;
+};
+
+State &Os()
+{
+    static State state;
+    return state;
+}
+
+std::string RuntimeDirectory()
+{
+    char temp[260];
+    SystemTempDirectory(temp, sizeof temp);
+    std::string directory = std::string(temp) + "kestra-windows/";
+    if (mkdir(directory.c_str(), 01777) == 0)
+        chmod(directory.c_str(), 01777);
+    return directory;
+}
+
+std::string WindowFile(WindowHandle window, const char *suffix)
+{
+    return RuntimeDirectory() + std::to_string(window) + suffix;
+}
+
+bool FillAddress(const std::string &path, sockaddr_un *address)
+{
+    std::memset(address, 0, sizeof *address);
+    address->sun_family = AF_UNIX;
+    if (path.size() >= sizeof address->sun_path)
+        return false;
+    std::memcpy(address->sun_path, path.c_str(), path.size() + 1);
+    return true;
+}
+
+bool WriteAll(int fd, const void *data, size_t size)
+{
+    const char *octets = static_cast<const char *>(data);
+    while (size) {
+        ssize_t written = send(fd, octets, size, MSG_NOSIGNAL);
+        if (written <= 0) {
+            if (written < 0 && errno == EINTR)
+                continue;
+            return false;
+        }
+        octets += written;
+        size -= static_cast<size_t>(written);
+    }
+    return true;
+}
+
+// Reads exactly size octets, waiting at most timeout_ms for each part.
+bool ReadAll(int fd, void *data, size_t size, int timeout_ms)
+{
+    char *octets = static_cast<char *>(data);
+    while (size) {
+        pollfd wait = {fd, POLLIN, 0};
+        int ready = poll(&wait, 1, timeout_ms);
+        if (ready < 0 && errno == EINTR)
+            continue;
+        if (ready <= 0)
+            return false;
+        ssize_t got = recv(fd, octets, size, 0);
+        if (got <= 0) {
+            if (got < 0 && errno == EINTR)
+                continue;
+            return false;
+        }
+        octets += got;
+        size -= static_cast<size_t>(got);
+    }
+    return true;
+}
+
+int ConnectToWindow(WindowHandle window)
+{
+    sockaddr_un address;
+    if (window <= 0 || !FillAddress(WindowFile(window, ".win"), &address))
+        return -1;
+    int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    if (fd < 0)
+        return -1;
+    if (connect(fd, reinterpret_cast<sockaddr *>(&address), sizeof address) != 0) {
+        close(fd);
+        return -1;
+    }
+    return fd;
+}
+
+Window *OwnWindow(WindowHandle handle)
+{
+    for (Window &window : Os().windows)
+        if (window.handle == handle)
+            return &window;
+    return nullptr;
+}
+
+intptr_t Dispatch(WindowHandle handle, const WireMessage &wire)
+{
+    Window *window = OwnWindow(handle);
+    if (!window)
+        return 0;
+    WindowProcedure procedure = Os().classes[window->class_name];
+    return procedure(handle, wire.message, static_cast<uintptr_t>(wire.wparam), static_cast<intptr_t>(wire.lparam));
+}
+
+void RemoveWindowFiles(const Window &window)
+{
+    close(window.listener);
+    unlink(WindowFile(window.handle, ".win").c_str());
+    unlink(WindowFile(window.handle, ".title").c_str());
+}
+
+void RemoveAllWindowFiles()
+{
+    for (const Window &window : Os().windows)
+        RemoveWindowFiles(window);
+    Os().windows.clear();
+    if (!Os().status_path.empty())
+        unlink(Os().status_path.c_str());
+}
+
+// Takes one connection off a window's socket: a posted message is queued,
+// a sent one is handled at once and answered.
+void AcceptMessage(Window &window)
+{
+    int fd = accept4(window.listener, nullptr, nullptr, SOCK_CLOEXEC);
+    if (fd < 0)
+        return;
+    WireMessage wire;
+    WindowHandle handle = window.handle;
+    if (ReadAll(fd, &wire, sizeof wire, 2000)) {
+        if (wire.kind == kPosted) {
+            Os().posted.push_back({handle, wire});
+        } else {
+            int outer_fd = Os().reply_fd;
+            bool outer_replied = Os().replied;
+            Os().reply_fd = fd;
+            Os().replied = false;
+            intptr_t result = Dispatch(handle, wire);
+            if (!Os().replied)
+                ReplyToSender(result);
+            Os().reply_fd = outer_fd;
+            Os().replied = outer_replied;
+        }
+    }
+    close(fd);
+}
+
+// Handles what is due: a posted message, else arriving connections and the
+// timers, waiting at most timeout_ms for something to happen.
+void PumpOnce(int timeout_ms)
+{
+    State &os = Os();
+    if (!os.posted.empty()) {
+        Posted next = os.posted.front();
+        os.posted.pop_front();
+        Dispatch(next.window, next.wire);
+        return;
+    }
+    Clock::time_point now = Clock::now();
+    for (const Window &window : os.windows) {
+        if (!window.timer_on)
+            continue;
+        auto until_tick = std::chrono::duration_cast<std::chrono::milliseconds>(window.next_tick - now).count();
+        if (until_tick < timeout_ms)
+            timeout_ms = until_tick < 0 ? 0 : static_cast<int>(until_tick);
+    }
+    std::vector<pollfd> waits;
+    for (const Window &window : os.windows)
+        waits.push_back({window.listener, POLLIN, 0});
+    int ready = poll(waits.data(), waits.size(), timeout_ms);
+    std::vector<WindowHandle> readable;
+    for (size_t i = 0; ready > 0 && i < waits.size(); ++i)
+        if (waits[i].revents & POLLIN)
+            readable.push_back(os.windows[i].handle);
+    for (WindowHandle handle : readable)
+        if (Window *window = OwnWindow(handle))
+            AcceptMessage(*window);
+    now = Clock::now();
+    std::vector<std::pair<WindowHandle, unsigned>> ticks;
+    for (Window &window : os.windows) {
+        if (window.timer_on && now >= window.next_tick) {
+            window.next_tick = now + window.period;
+            ticks.push_back({window.handle, window.timer_id});
+        }
+    }
+    for (const auto &tick : ticks)
+        Dispatch(tick.first, {kPosted, OS_MSG_TIMER, tick.second, 0});
+}
+
+std::string ReadWholeFile(const std::string &path)
+{
+    std::ifstream file(path, std::ios::binary);
+    std::ostringstream text;
+    text << file.rdbuf();
+    return text.str();
+}
+
+void WriteWholeFile(const std::string &path, const std::string &text)
+{
+    std::string partial = path + ".new";
+    std::FILE *file = std::fopen(partial.c_str(), "wb");
+    if (!file)
+        return;
+    std::fwrite(text.data(), 1, text.size(), file);
+    std::fclose(file);
+    chmod(partial.c_str(), 0644);
+    std::rename(partial.c_str(), path.c_str());
+}
+
+std::string MutexPath(const char *name)
+{
+    return RuntimeDirectory() + name + ".mutex";
+}
+
+NamedMutex OpenMutexFile(const char *name, int flags)
+{
+    int fd = open(MutexPath(name).c_str(), O_RDWR | O_CLOEXEC | flags, 0666);
+    if (fd < 0)
+        return 0;
+    fchmod(fd, 0666);
+    return fd + 1;
+}
+
+} // namespace
+
+extern "C" {
+
+long WindowNumber(WindowHandle window)
+{
+    return static_cast<long>(window);
+}
+
+WindowHandle WindowFromNumber(long number)
+{
+    return static_cast<WindowHandle>(number);
+}
+
+unsigned RegisterNamedMessage(const char *name)
+{
+    // Registered message numbers lie in 0xC000..0xFFFF; a name hashes to the same number in every process.
+    unsigned hash = 5381;
+    for (const char *c = name; *c; ++c)
+        hash = hash * 33 + static_cast<unsigned char>(*c);
+    return 0xC000 + hash % 0x4000;
+}
+
+int RegisterWindowClass(const char *class_name, WindowProcedure procedure)
+{
+    Os().classes[class_name] = procedure;
+    return 1;
+}
+
+WindowHandle CreateHiddenWindow(const char *class_name, const char *title)
+{
+    State &os = Os();
+    if (!os.classes.count(class_name))
+        return 0;
+    WindowHandle handle = getpid() + os.windows_made * kWindowNumberStep;
+    sockaddr_un address;
+    std::string path = WindowFile(handle, ".win");
+    if (!FillAddress(path, &address))
+        return 0;
+    int listener = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    if (listener < 0)
+        return 0;
+    unlink(path.c_str());
+    if (bind(listener, reinterpret_cast<sockaddr *>(&address), sizeof address) != 0 ||
+        listen(listener, SOMAXCONN) != 0) {
+        close(listener);
+        return 0;
+    }
+    chmod(path.c_str(), 0666);
+    if (os.windows.empty())
+        std::atexit(RemoveAllWindowFiles);
+    ++os.windows_made;
+    os.windows.push_back({handle, class_name, listener, false, 0, {}, {}});
+    SetWindowTitle(handle, title);
+    Dispatch(handle, {kSent, OS_MSG_CREATE, 0, 0});
+    return handle;
+}
+
+void SetWindowTitle(WindowHandle window, const char *title)
+{
+    WriteWholeFile(WindowFile(window, ".title"), title);
+}
+
+void DestroyHiddenWindow(WindowHandle handle)
+{
+    State &os = Os();
+    if (!OwnWindow(handle))
+        return;
+    Dispatch(handle, {kSent, OS_MSG_DESTROY, 0, 0});
+    for (size_t i = 0; i < os.windows.size(); ++i) {
+        if (os.windows[i].handle == handle) {
+            RemoveWindowFiles(os.windows[i]);
+            os.windows.erase(os.windows.begin() + static_cast<long>(i));
+            break;
+        }
+    }
+}
+
+intptr_t DefaultWindowProcedure(WindowHandle, unsigned, uintptr_t, intptr_t)
+{
+    return 0;
+}
+
+WindowHandle FindProcessWindow(long process_id, const char *, const char *title_prefix)
+{
+    // A process's first window carries its process id as number.
+    std::string title = ReadWholeFile(WindowFile(process_id, ".title"));
+    if (title.compare(0, std::strlen(title_prefix), title_prefix) != 0)
+        return 0;
+    int fd = ConnectToWindow(process_id);
+    if (fd < 0)
+        return 0;
+    close(fd);
+    return process_id;
+}
+
+WindowHandle FindWindowByTitle(const char *title)
+{
+    std::string directory = RuntimeDirectory();
+    DIR *listing = opendir(directory.c_str());
+    if (!listing)
+        return 0;
+    WindowHandle found = 0;
+    while (dirent *entry = readdir(listing)) {
+        std::string name = entry->d_name;
+        size_t dot = name.find(".title");
+        if (dot == std::string::npos || dot + 6 != name.size())
+            continue;
+        WindowHandle candidate = std::strtol(name.c_str(), nullptr, 10);
+        if (ReadWholeFile(directory + name) != title)
+            continue;
+        int fd = ConnectToWindow(candidate);
+        if (fd >= 0) {
+            close(fd);
+            found = candidate;
+            break;
+        }
+    }
+    closedir(listing);
+    return found;
+}
+
+int RunMessageLoop(void)
+{
+    while (!Os().quit)
+        PumpOnce(60000);
+    return Os().quit_code;
+}
+
+int PumpMessages(unsigned milliseconds)
+{
+    Clock::time_point deadline = Clock::now() + std::chrono::milliseconds(milliseconds);
+    while (!Os().quit) {
+        auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()).count();
+        if (left <= 0)
+            return 1;
+        PumpOnce(static_cast<int>(left));
+    }
+    return 0;
+}
+
+void PostQuit(int code)
+{
+    Os().quit = true;
+    Os().quit_code = code;
+}
+
+int SendToWindow(WindowHandle window, unsigned message, uintptr_t wparam, intptr_t lparam, unsigned timeout_ms,
+                 intptr_t *result)
+{
+    WireMessage wire = {kSent, message, static_cast<int64_t>(wparam), static_cast<int64_t>(lparam)};
+    if (OwnWindow(window)) {
+        intptr_t answer = Dispatch(window, wire);
+        if (result)
+            *result = answer;
+        return 1;
+    }
+    int fd = ConnectToWindow(window);
+    if (fd < 0)
+        return 0;
+    int64_t answer = 0;
+    bool answered = WriteAll(fd, &wire, sizeof wire) &&
+                    ReadAll(fd, &answer, sizeof answer, static_cast<int>(timeout_ms));
+    close(fd);
+    if (result)
+        *result = static_cast<intptr_t>(answer);
+    return answered;
+}
+
+int PostToWindow(WindowHandle window, unsigned message, uintptr_t wparam, intptr_t lparam)
+{
+    WireMessage wire = {kPosted, message, static_cast<int64_t>(wparam), static_cast<int64_t>(lparam)};
+    if (OwnWindow(window)) {
+        Os().posted.push_back({window, wire});
+        return 1;
+    }
+    int fd = ConnectToWindow(window);
+    if (fd < 0)
+        return 0;
+    bool written = WriteAll(fd, &wire, sizeof wire);
+    close(fd);
+    return written;
+}
+
+void ReplyToSender(intptr_t result)
+{
+    State &os = Os();
+    if (os.reply_fd < 0 || os.replied)
+        return;
+    int64_t answer = result;
+    WriteAll(os.reply_fd, &answer, sizeof answer);
+    os.replied = true;
+}
+
+void StartWindowTimer(WindowHandle handle, unsigned id, unsigned period_ms)
+{
+    if (Window *window = OwnWindow(handle)) {
+        window->timer_on = true;
+        window->timer_id = id;
+        window->period = std::chrono::milliseconds(period_ms);
+        window->next_tick = Clock::now() + window->period;
+    }
+}
+
+void BringWindowToFront(WindowHandle)
+{
+    // No window system to raise windows in.
+}
+
+NamedMutex CreateNamedMutex(const char *name)
+{
+    NamedMutex mutex = OpenMutexFile(name, O_CREAT);
+    if (mutex)
+        Os().created_mutexes[mutex] = MutexPath(name);
+    return mutex;
+}
+
+NamedMutex OpenNamedMutex(const char *name)
+{
+    return OpenMutexFile(name, 0);
+}
+
+void WaitNamedMutex(NamedMutex mutex)
+{
+    if (mutex)
+        while (flock(static_cast<int>(mutex - 1), LOCK_EX) != 0 && errno == EINTR) {
+        }
+}
+
+void ReleaseNamedMutex(NamedMutex mutex)
+{
+    if (mutex)
+        flock(static_cast<int>(mutex - 1), LOCK_UN);
+}
+
+void CloseNamedMutex(NamedMutex mutex)
+{
+    if (!mutex)
+        return;
+    auto created = Os().created_mutexes.find(mutex);
+    if (created != Os().created_mutexes.end()) {
+        unlink(created->second.c_str());
+        Os().created_mutexes.erase(created);
+    }
+    close(static_cast<int>(mutex - 1));
+}
+
+int CreateStatusDisplay(WindowHandle owner)
+{
+    Os().status_path = WindowFile(owner, ".status");
+    Os().status_text.clear();
+    WriteWholeFile(Os().status_path, "");
+    return 1;
+}
+
+size_t GetStatusDisplayText(char *out, size_t size)
+{
+    if (size == 0)
+        return 0;
+    size_t length = std::min(Os().status_text.size(), size - 1);
+    std::memcpy(out, Os().status_text.data(), length);
+    out[length] = '\0';
+    return length;
+}
+
+void SetStatusDisplayText(const char *text)
+{
+    if (Os().status_path.empty())
+        return;
+    Os().status_text = text;
+    WriteWholeFile(Os().status_path, text);
+}
+
+int ShowMessageBox(WindowHandle, const char *text, unsigned)
+{
+    std::fprintf(stderr, "Tellan: %s\n", text);
+    return 1;
+}
+
+int LoadResourceString(unsigned id, char *out, size_t size)
+{
+    static const std::map<unsigned, const char *> table = {
+        {IDS_CANNOT_RUN, TEXT_CANNOT_RUN},
+        {IDS_CANNOT_CREATE_DIALOG, TEXT_CANNOT_CREATE_DIALOG},
+        {IDS_CANNOT_LOAD_MENU, TEXT_CANNOT_LOAD_MENU},
+        {IDS_CANNOT_LOAD_ICON, TEXT_CANNOT_LOAD_ICON},
+        {IDS_CANNOT_LOAD_BITMAP, TEXT_CANNOT_LOAD_BITMAP},
+        {IDS_CANNOT_CREATE_WINDOW, TEXT_CANNOT_CREATE_WINDOW},
+    };
+    auto entry = table.find(id);
+    if (entry == table.end() || size == 0)
+        return 0;
+    std::snprintf(out, size, "%s", entry->second);
+    return static_cast<int>(std::strlen(out));
+}
+
+void SystemTempDirectory(char *out, size_t size)
+{
+    const char *temp = std::getenv("TMPDIR");
+    std::snprintf(out, size, "%s", temp && *temp ? temp : "/tmp");
+    AddPathSeparator(out, size);
+}
+
+void AddPathSeparator(char *path, size_t size)
+{
+    size_t length = std::strlen(path);
+    if (length + 2 <= size && (length == 0 || path[length - 1] != '/')) {
+        path[length] = '/';
+        path[length + 1] = '\0';
+    }
+}
+
+void DeleteFileIfExists(const char *path)
+{
+    unlink(path);
+}
+
+long CurrentProcessId(void)
+{
+    return static_cast<long>(getpid());
+}
+
+const char *ProgramCommandLine(int argc, char **argv)
+{
+    static std::string line;
+    line.clear();
+    for (int i = 1; i < argc; ++i)
+        line += (i > 1 ? " " : "") + std::string(argv[i]);
+    return line.c_str();
+}
+
+ChildProcess StartChildProcess(const char *program, const char *argument, long *process_id)
+{
+    pid_t child = fork();
+    if (child < 0)
+        return 0;
+    if (child == 0) {
+        if (argument && *argument)
+            execl(program, program, argument, static_cast<char *>(nullptr));
+        else
+            execl(program, program, static_cast<char *>(nullptr));
+        _exit(127);
+    }
+    *process_id = child;
+    return child;
+}
+
+int WaitChildProcess(ChildProcess child, unsigned timeout_ms)
+{
+    Clock::time_point deadline = Clock::now() + std::chrono::milliseconds(timeout_ms);
+    for (;;) {
+        int status;
+        pid_t ended = waitpid(static_cast<pid_t>(child), &status, WNOHANG);
+        if (ended == child || (ended < 0 && errno == ECHILD))
+            return 1;
+        if (Clock::now() >= deadline)
+            return 0;
+        usleep(10000);
+    }
+}
+
+void CloseChildProcess(ChildProcess)
+{
+}
+
+void SleepMilliseconds(unsigned milliseconds)
+{
+    usleep(static_cast<useconds_t>(milliseconds) * 1000);
+}
+
+void UseBinaryStandardOutput(void)
+{
+}
+
+} // extern "C"
