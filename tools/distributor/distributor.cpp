@@ -22,6 +22,7 @@ const char kUsage[] =
     "  --timeout SECONDS   how long to wait for the client each time (default 60)\n"
     "  --attach NUMBER     use the running client whose window is \"Tellan:NUMBER\"\n"
     "  --keep              leave the client running at the end (no EXIT)\n"
+    "  --wait-end          at the end, wait for the client to end by itself (idle limit)\n"
     "  --instance N        the distributor's instance number (default 1)\n"
     "  --command-line REQ  start the client with this request on its command line\n"
     "  --query-state       print \"State:N\", the client's session state, at the end\n"
@@ -36,6 +37,7 @@ struct Options {
     unsigned timeout_ms = 60000;
     long attach = 0;
     bool keep = false;
+    bool wait_end = false;
     long instance = 1;
     std::string command_line;
     bool query_state = false;
@@ -105,6 +107,8 @@ Options ParseOptions(int argc, char **argv)
             std::exit(kAllSucceeded);
         } else if (option == "--keep") {
             options.keep = true;
+        } else if (option == "--wait-end") {
+            options.wait_end = true;
         } else if (option == "--query-state") {
             options.query_state = true;
         } else if (option == "--verbose") {
@@ -138,12 +142,24 @@ bool ClientEnded()
     return g_distributor.child && WaitChildProcess(g_distributor.child, 0);
 }
 
-// Reads a key of one request line the way the client reads it.
+// Reads a key of a request line the way the client reads it: the first line
+// the client ever looks at sets plain or quoted mode for good, in the
+// distributor's copy of the mode as in the client's.
 std::string LineValue(const std::string &line, const char *key, bool *found)
 {
-    g_service.format_mode = line[0] == '"' ? FORMAT_QUOTED : FORMAT_PLAIN;
     char value[kRequestSize];
     *found = ReadKeyString(line.c_str(), key, value, sizeof value, "");
+    return value;
+}
+
+// Reads a key in the line's own style, leaving the mode alone.
+std::string OwnStyleValue(const std::string &line, const char *key)
+{
+    FormatMode mode = g_service.format_mode;
+    g_service.format_mode = line[0] == '"' ? FORMAT_QUOTED : FORMAT_PLAIN;
+    bool found;
+    std::string value = LineValue(line, key, &found);
+    g_service.format_mode = mode;
     return value;
 }
 
@@ -284,7 +300,7 @@ std::string InstanceName()
     return name;
 }
 
-void WriteRequestFile(const std::vector<std::string> &lines)
+std::string WriteRequestFile(const std::vector<std::string> &lines)
 {
     char path[kTempPathSize + kTempPrefixSize + 20];
     std::snprintf(path, sizeof path, "%s%s%08lX%04lX.tmp", g_service.temp_directory, g_service.temp_prefix,
@@ -303,6 +319,7 @@ void WriteRequestFile(const std::vector<std::string> &lines)
     CloseNamedMutex(mutex);
     if (!file)
         Fail("cannot write the request file");
+    return path;
 }
 
 intptr_t SubmitLines(int code)
@@ -318,26 +335,29 @@ intptr_t SubmitLines(int code)
 
 void RunRequestText(const std::string &text)
 {
-    std::vector<std::string> lines;
-    for (const std::string &line : SplitLines(text))
-        lines.push_back(AddReturnAddress(line));
-    bool found;
-    int code = lines.empty() ? 0 : RequestCode(UpperCase(LineValue(lines[0], "RequestType", &found)).c_str());
+    std::vector<std::string> lines = SplitLines(text);
+    int code = lines.empty() ? 0 : RequestCode(UpperCase(OwnStyleValue(lines[0], "RequestType")).c_str());
+    // A client's first request built from CLOSE or EXIT puts it in plain mode.
+    if ((code == 7 || code == 8) && g_service.format_mode == FORMAT_UNDECIDED)
+        g_service.format_mode = FORMAT_PLAIN;
+    for (std::string &line : lines)
+        line = AddReturnAddress(line);
     std::string joined;
     for (const std::string &line : lines)
         joined += line + "\n";
     // For CLOSE and EXIT the client builds the one request itself.
     size_t expected = (code == 7 || code == 8) ? 1 : QueuedRequestCount(joined);
-    WriteRequestFile(lines);
+    std::string path = WriteRequestFile(lines);
     if (ClientEnded())
         Fail("the client has ended");
-    if (SubmitLines(code) != 1) {
+    if (SubmitLines(code) == 1) {
+        PostToWindow(g_distributor.client, MSG_PROCESS_REQUESTS, 0, 0);
+        FollowRequests(lines, expected);
+    } else {
         std::fprintf(stderr, "kestra-distributor: the client did not accept the request file\n");
         g_distributor.status = kRequestFailed;
-        return;
     }
-    PostToWindow(g_distributor.client, MSG_PROCESS_REQUESTS, 0, 0);
-    FollowRequests(lines, expected);
+    DeleteFileIfExists(path.c_str());
 }
 
 std::string ReadFile(const std::string &path)
@@ -389,16 +409,32 @@ void ConnectToClient()
         FollowRequests(SplitLines(command_line), QueuedRequestCount(command_line));
 }
 
+bool ClientGone()
+{
+    return ClientEnded() || (!g_distributor.child && !FindWindowByTitle(InstanceName().c_str()));
+}
+
+// Waits for the client to end, by EXIT or by its idle limit.
+void AwaitClientEnd(const char *failure)
+{
+    for (unsigned waited = 0; !ClientGone(); waited += 100) {
+        if (waited >= g_distributor.options.timeout_ms)
+            Fail(failure);
+        PumpMessages(100);
+    }
+    if (g_distributor.options.verbose)
+        std::fprintf(stderr, "kestra-distributor: client ended\n");
+}
+
 void EndClient()
 {
-    if (ClientEnded() || (!g_distributor.child && !FindWindowByTitle(InstanceName().c_str())))
-        return;
-    if (SubmitLines(8) != 1)
-        Fail("the client refused EXIT");
-    PostToWindow(g_distributor.client, MSG_PROCESS_REQUESTS, 0, 0);
-    FollowRequests({}, 1);
-    if (g_distributor.child && !WaitChildProcess(g_distributor.child, g_distributor.options.timeout_ms))
-        Fail("the client did not end after EXIT");
+    if (!ClientGone()) {
+        if (SubmitLines(8) != 1)
+            Fail("the client refused EXIT");
+        PostToWindow(g_distributor.client, MSG_PROCESS_REQUESTS, 0, 0);
+        FollowRequests({}, 1);
+    }
+    AwaitClientEnd("the client did not end after EXIT");
 }
 
 } // namespace
@@ -426,7 +462,9 @@ int main(int argc, char **argv)
         std::printf("State:%ld\n", static_cast<long>(state));
         std::fflush(stdout);
     }
-    if (!options.keep)
+    if (options.wait_end)
+        AwaitClientEnd("the client did not end by itself");
+    else if (!options.keep)
         EndClient();
     CloseChildProcess(g_distributor.child);
     return g_distributor.status;
