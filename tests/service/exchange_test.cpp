@@ -241,7 +241,10 @@ TEST(Status, KeepsTextCodeAndNumber)
 
 TEST(Status, DisplayShowsNewestFirstWithinTheCap)
 {
-    ASSERT_TRUE(CreateStatusDisplay(WindowFromNumber(CurrentProcessId())));
+    ASSERT_TRUE(RegisterWindowClass("StatusTest", DefaultWindowProcedure));
+    WindowHandle owner = CreateHiddenWindow("StatusTest", "Status test");
+    ASSERT_NE(owner, 0);
+    ASSERT_TRUE(CreateStatusDisplay(owner));
     std::string line(999, 'a');
     for (int i = 0; i < 40; ++i)
         ShowStatus(line.c_str());
@@ -250,6 +253,7 @@ TEST(Status, DisplayShowsNewestFirstWithinTheCap)
     size_t length = GetStatusDisplayText(display.data(), display.size());
     EXPECT_LT(length, kStatusDisplayLimit);
     EXPECT_EQ(std::string(display.data()).substr(0, 7), "newest\n");
+    DestroyHiddenWindow(owner);
 }
 
 } // namespace

@@ -157,9 +157,18 @@ class RequestServiceTest(unittest.TestCase):
 
     def test_oversized_request_file_is_refused_whole(self):
         lines = "".join("RequestType:LOAD Filler:%s\n" % ("x" * 80) for _ in range(60))
-        run = self.distribute(texts=[lines])
-        self.assertEqual(run.status, 1)
-        self.assertIn("did not accept", run.errors)
+        run = self.distribute("--keep", texts=[lines])
+        try:
+            self.assertEqual(run.status, 1)
+            self.assertIn("did not accept", run.errors)
+            if not WINE:
+                status_display = os.path.join(os.environ.get("TMPDIR") or "/tmp", "kestra-windows",
+                                              "%d.status" % run.instance)
+                with open(status_display) as display:
+                    self.assertEqual(display.readline(),
+                                     "Request file does not fit the 5000-byte request queue: nothing queued\n")
+        finally:
+            self.distribute("--attach", str(run.instance))
 
     def test_overlong_line_is_split_into_request_lines(self):
         # The 999-character head is a LOAD; the tail, a line of its own, has no type and fails.
