@@ -25,9 +25,17 @@ enum {
     OS_MSG_USER = 0x0400
 };
 
-/* The window number as the program prints it: "%ld" in titles, "%08X" in file names. */
-long WindowNumber(WindowHandle window);
-WindowHandle WindowFromNumber(long number);
+/* The window number as the program prints it: "%ld" in titles, "%08X" in
+ * file names. Window handles are 32-bit values on both Windows targets. */
+static inline long WindowNumber(WindowHandle window)
+{
+    return (long)window;
+}
+
+static inline WindowHandle WindowFromNumber(long number)
+{
+    return (WindowHandle)number;
+}
 
 unsigned RegisterNamedMessage(const char *name);
 int RegisterWindowClass(const char *class_name, WindowProcedure procedure);

@@ -301,16 +301,6 @@ NamedMutex OpenMutexFile(const char *name, int flags)
 
 extern "C" {
 
-long WindowNumber(WindowHandle window)
-{
-    return static_cast<long>(window);
-}
-
-WindowHandle WindowFromNumber(long number)
-{
-    return static_cast<WindowHandle>(number);
-}
-
 unsigned RegisterNamedMessage(const char *name)
 {
     // Registered message numbers lie in 0xC000..0xFFFF; a name hashes to the same number in every process.

@@ -65,17 +65,6 @@ BOOL CALLBACK MatchProcessWindow(HWND window, LPARAM context)
 
 extern "C" {
 
-long WindowNumber(WindowHandle window)
-{
-    // Window handles are 32-bit values on both Windows targets.
-    return static_cast<long>(window);
-}
-
-WindowHandle WindowFromNumber(long number)
-{
-    return static_cast<WindowHandle>(number);
-}
-
 unsigned RegisterNamedMessage(const char *name)
 {
     return RegisterWindowMessageA(name);

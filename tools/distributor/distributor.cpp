@@ -211,6 +211,18 @@ size_t QueuedRequestCount(const std::string &text)
     return count;
 }
 
+// Reads a file from where it stands to its end, and closes it.
+std::string ReadRest(std::FILE *file)
+{
+    std::string text;
+    char chunk[4096];
+    size_t got;
+    while ((got = std::fread(chunk, 1, sizeof chunk, file)) > 0)
+        text.append(chunk, got);
+    std::fclose(file);
+    return text;
+}
+
 void PrintNewResponseLines()
 {
     std::string path = ResponseFileName();
@@ -219,12 +231,7 @@ void PrintNewResponseLines()
         return;
     long &offset = g_distributor.read_offsets[path];
     std::fseek(file, offset, SEEK_SET);
-    std::string fresh;
-    char chunk[4096];
-    size_t got;
-    while ((got = std::fread(chunk, 1, sizeof chunk, file)) > 0)
-        fresh.append(chunk, got);
-    std::fclose(file);
+    std::string fresh = ReadRest(file);
     size_t complete = fresh.rfind('\n');
     if (complete == std::string::npos)
         return;
@@ -365,12 +372,7 @@ std::string ReadFile(const std::string &path)
     std::FILE *file = std::fopen(path.c_str(), "rb");
     if (!file)
         Fail(("cannot read " + path).c_str());
-    std::string text;
-    char chunk[4096];
-    size_t got;
-    while ((got = std::fread(chunk, 1, sizeof chunk, file)) > 0)
-        text.append(chunk, got);
-    std::fclose(file);
+    std::string text = ReadRest(file);
     std::string without_returns;
     for (size_t i = 0; i < text.size(); ++i)
         if (!(text[i] == '\r' && i + 1 < text.size() && text[i + 1] == '\n'))
