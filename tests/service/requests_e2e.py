@@ -92,6 +92,13 @@ class RequestServiceTest(unittest.TestCase):
                 self.assertEqual(run.lines[1], "%s_RESPONSE,%s,%s is not available in this version,"
                                  % (request_type, code, request_type))
 
+    def test_usage_errors_exit_with_two_and_start_no_client(self):
+        for arguments in ([], ["missing.txt"], ["--timeout", "soon", "x.txt"], ["--bogus"]):
+            with self.subTest(arguments):
+                run = self.distribute(*arguments)
+                self.assertEqual(run.status, 2, run.errors)
+                self.assertIsNone(run.instance)
+
     def test_query_state_answers_one_before_any_session(self):
         run = self.distribute("--query-state")
         self.assertEqual(run.status, 0, run.errors)

@@ -134,6 +134,12 @@ Options ParseOptions(int argc, char **argv)
             options.files.push_back(option);
         }
     }
+    bool has_work = !options.files.empty() || !options.command_line.empty() || options.query_state ||
+                    options.keep || options.wait_end || options.attach;
+    if (!has_work) {
+        std::fputs(kUsage, stderr);
+        std::exit(kCommunicationError);
+    }
     return options;
 }
 
@@ -452,11 +458,15 @@ int main(int argc, char **argv)
     g_distributor.own_window = CreateHiddenWindow("KestraDistributor", "Kestra distributor");
     if (!g_distributor.own_window)
         Fail("cannot create the distributor window");
+    // Every file is read before a client is started, so a missing one costs no client.
+    std::vector<std::string> texts;
+    for (const std::string &file : options.files)
+        texts.push_back(ReadFile(file));
     ConnectToClient();
     if (options.verbose)
         std::fprintf(stderr, "kestra-distributor: instance %s\n", InstanceName().c_str());
-    for (const std::string &file : options.files)
-        RunRequestText(ReadFile(file));
+    for (const std::string &text : texts)
+        RunRequestText(text);
     if (options.query_state) {
         intptr_t state = 0;
         if (!SendToWindow(g_distributor.client, MSG_QUERY_STATE, 0, 0, options.timeout_ms, &state))
