@@ -58,7 +58,7 @@ run_ctest xvfb-run -a -s "-screen 0 1024x768x24" bash -c \
 
 if [ -x "$root/fuzz/run.sh" ]; then
   step "Fuzzing"
-  if bash "$root/fuzz/run.sh" "${KESTRA_FUZZ_SECONDS:-60}"; then
+  if bash "$root/fuzz/run.sh" "${KESTRA_FUZZ_SECONDS:-60}" "$build/fuzz"; then
     passed=$((passed + 1))
   else
     failed=$((failed + 1))
