@@ -58,11 +58,13 @@ run_ctest xvfb-run -a -s "-screen 0 1024x768x24" bash -c \
 
 if [ -x "$root/fuzz/run.sh" ]; then
   step "Fuzzing"
-  if bash "$root/fuzz/run.sh" "${KESTRA_FUZZ_SECONDS:-60}" "$build/fuzz"; then
+  # The fuzzer's progress goes to a log; its closing lines show here.
+  if bash "$root/fuzz/run.sh" "${KESTRA_FUZZ_SECONDS:-60}" "$build/fuzz" > "$build/fuzz.log" 2>&1; then
     passed=$((passed + 1))
   else
     failed=$((failed + 1))
   fi
+  tail -n 5 "$build/fuzz.log"
 fi
 
 echo
