@@ -1,0 +1,8 @@
+/* The protocol toolkit's chief header: everything an application of the
+ * toolkit needs, usable from C and C++. */
+#ifndef KESTRA_DBV_DBVPROTO_H
+#define KESTRA_DBV_DBVPROTO_H
+
+#include "dbv/si_api.h"
+
+#endif
