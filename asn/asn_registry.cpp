@@ -124,6 +124,10 @@ void ASN_RegisterTypes(const ASN_RegisteredType *types, size_t count, const char
 {
     for (size_t i = 0; i < count; i++) {
         const ASN_RegisteredType &t = types[i];
+        if (!t.oid) {
+            ASN_InstallAnyByInt(t.anyId, t.intId, t.size, t.encode, t.decode, t.free, t.print);
+            continue;
+        }
         AsnOid oid = {sizeof placeholderOid, placeholderOid};
         try {
             AsnOid made = {0, nullptr};

@@ -10,9 +10,11 @@
 extern "C" {
 #endif
 
-/* One type of a registration group, installed under its identifier. */
+/* One type of a registration group, installed under its identifier, or
+ * under intId in the integer-keyed registry when oid is NULL. */
 typedef struct ASN_RegisteredType {
     const char *oid;
+    AsnInt intId;
     int32_t anyId;
     uint32_t size;
     AsnEncodeFn encode;

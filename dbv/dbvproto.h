@@ -4,5 +4,7 @@
 #define KESTRA_DBV_DBVPROTO_H
 
 #include "dbv/si_api.h"
+#include "dbv_types.h"
+#include "dbv/dbv_check.h"
 
 #endif

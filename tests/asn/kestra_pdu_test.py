@@ -2,7 +2,10 @@
 """kestra-pdu on real captured PDUs (printed, status 0) and on malformed
 ones (refused, status 1, the abort code on standard error).
 
-    kestra_pdu_test.py KESTRA_PDU FIXTURES_DIR
+    kestra_pdu_test.py KESTRA_PDU FIXTURES_DIR [EMULATOR...]
+
+EMULATOR is the command that runs KESTRA_PDU when it was built for another
+system (wine for the Windows build).
 """
 
 import os
@@ -12,6 +15,7 @@ import tempfile
 import unittest
 
 TOOL, FIXTURES = sys.argv[1:3] if len(sys.argv) >= 3 else (None, None)
+EMULATOR = sys.argv[3:]
 
 # Malformed APDUs and the abort code each must be refused with.
 MALFORMED = [
@@ -27,7 +31,7 @@ def run(octets):
     with tempfile.NamedTemporaryFile(delete=False) as f:
         f.write(octets)
     try:
-        return subprocess.run([TOOL, f.name], capture_output=True, text=True)
+        return subprocess.run(EMULATOR + [TOOL, f.name], capture_output=True, text=True)
     finally:
         os.unlink(f.name)
 

@@ -23,10 +23,7 @@ namespace {
 
 int PeerPort(const char *peer)
 {
-    const char *state = std::getenv("KESTRA_PEERS_STATE");
-    if (!state)
-        return 0;
-    std::ifstream in(state);
+    std::ifstream in(std::getenv("KESTRA_PEERS_STATE"));
     std::stringstream text;
     text << in.rdbuf();
     std::string s = text.str();
@@ -195,6 +192,7 @@ const std::vector<Peer> &Peers()
              CheckStructuredRecord},
             {"search-diagnostic", [](const char *) { return BuildSearchRequest("x", "computer", 4); },
              CheckSearchDiagnostic},
+            {"scan", [](const char *db) { return BuildScanRequest(db, "a", 5); }, CheckScan},
             {"close", [](const char *) { return BuildCloseRequest(); }, CheckClose},
         }},
         {"zebra", "gils", {
@@ -221,10 +219,11 @@ class LivePeer : public testing::TestWithParam<size_t> {};
 
 TEST_P(LivePeer, AnswersOurRequestsWithDecodablePdus)
 {
+    if (!std::getenv("KESTRA_PEERS_STATE"))
+        GTEST_SKIP() << "no live peers (KESTRA_PEERS_STATE)";
     const Peer &peer = Peers()[GetParam()];
     int port = PeerPort(peer.name);
-    if (!port)
-        GTEST_SKIP() << "no live peers (KESTRA_PEERS_STATE)";
+    ASSERT_NE(port, 0) << "no port of " << peer.name << " in the peers' state file";
     Connection c;
     ASSERT_TRUE(Connect(c, port));
     for (const Step &step : peer.steps) {

@@ -64,7 +64,20 @@ def wait_listening(port, proc, timeout=20.0):
     raise PeerError('peer not listening on port %d' % port)
 
 
+def write_scan_words(workdir):
+    """yaz-ztest answers a Scan from the word list "dummy-words" in its
+    working directory; without that file its session process exits and the
+    connection closes on the scanRequest."""
+    letters = 'abcdefg'
+    with open(os.path.join(workdir, 'dummy-words'), 'w') as f:
+        for a in letters:
+            for b in letters:
+                for c in letters:
+                    f.write(a + b + c + '\n')
+
+
 def start_ztest(workdir):
+    write_scan_words(workdir)
     port = free_port()
     log = open(os.path.join(workdir, 'ztest.log'), 'w')
     proc = subprocess.Popen(['yaz-ztest', '-l', os.path.join(workdir, 'ztest.log'),

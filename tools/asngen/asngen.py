@@ -30,7 +30,7 @@ def codec_family(model, files):
 def dbv_family(model, files):
     dbv = emit_dbv.DbvModel(model)
     outputs = emit_dbv.emit(model, files, dbv)
-    outputs.update(emit_convert.emit(dbv, files))
+    outputs.update(emit_convert.emit(dbv))
     return outputs
 
 

@@ -4,6 +4,7 @@ decoder, the whole-value encoder and decoder, the value printer and the free
 routine. Encoding runs backwards (components last to first); decoding reads
 forwards and aborts through the runtime."""
 
+import registrations
 from asnparse import AsnError
 from asnmodel import c_ident, module_file_stem
 
@@ -589,6 +590,143 @@ class CodecEmitter:
         return '\n'.join(out)
 
 
+class SampleEmitter:
+    """Test support (asn_samples.cpp, built into the test kit only): for each
+    type a routine that fills a value with every component present, each
+    CHOICE taking the alternative that the sampler's seed selects; beyond the
+    sampler's depth optional components stay absent, lists empty, and each
+    CHOICE takes the alternative that ends the nesting soonest. Also the
+    table of every standalone type and the table of the registered open
+    types. The helpers are in tests/asn/sample_values.h."""
+
+    FILLERS = {'INTEGER': 'SampleInt', 'ENUMERATED': 'SampleInt', 'BOOLEAN': 'SampleBool',
+               'REAL': 'SampleReal', 'OCTETS': 'SampleOcts', 'OID': 'SampleOid',
+               'BITS': 'SampleBits', 'EXTERNAL': 'SampleExternal', 'OPEN': 'SampleOpen'}
+
+    def __init__(self, model, codec):
+        self.model = model
+        self.codec = codec
+        self.types = [nt for types in model.order.values() for nt in types]
+        self.terminal = self.terminal_alternatives()
+
+    def height(self, module, t, heights):
+        """Nesting needed to finish a value of t with optional components
+        absent, lists empty and the lowest CHOICE alternatives."""
+        if t.kind == 'REF':
+            return heights[id(self.model.lookup(module, t.ref))]
+        if t.kind in ('SEQUENCE', 'SET'):
+            return 1 + max([0] + [self.height(cm, c.type, heights)
+                                  for cm, c in self.model.flattened_components(module, t)
+                                  if not (c.optional or c.default is not None)])
+        if t.kind == 'CHOICE':
+            return 1 + min([float('inf')] + [self.height(module, c.type, heights) for c in t.components])
+        return 1 if t.kind in ('SEQOF', 'SETOF') else 0
+
+    def terminal_alternatives(self):
+        heights = {id(nt): float('inf') for nt in self.types}
+        changed = True
+        while changed:
+            changed = False
+            for nt in self.types:
+                h = self.height(nt.module, nt.type, heights)
+                if h < heights[id(nt)]:
+                    heights[id(nt)], changed = h, True
+        terminal = {}
+        for nt in self.types:
+            if heights[id(nt)] == float('inf'):
+                raise AsnError('%s: no finite value of %s' % (nt.module.name, nt.name))
+            if nt.type.kind == 'CHOICE':
+                alts = [self.height(nt.module, c.type, heights) for c in nt.type.components]
+                terminal[id(nt)] = alts.index(min(alts))
+        return terminal
+
+    def fill(self, fn, module, t, ptr, key=None):
+        if t.kind == 'REF':
+            fn.add('Sample%s(s, %s);' % (self.model.lookup(module, t.ref).cname, ptr))
+        elif t.kind == 'ANY':
+            fn.add('SampleAnyBy%s(s, %s, %s);' % (key[0], ptr, key[1]))
+        elif t.kind in self.FILLERS:
+            fn.add('%s(s, %s);' % (self.FILLERS[t.kind], ptr))
+
+    def any_key(self, nt, comps, c):
+        """('Int' or 'Oid', the key's pointer) of an ANY DEFINED BY."""
+        rmod, rt = self.model.resolve(nt.module, c.type)
+        if rt.kind != 'ANY':
+            return None
+        for cm, other, optr, pointer in comps:
+            if other is c:
+                break
+            if other.name == rt.defined_by:
+                if other.optional or other.default is not None:
+                    raise AsnError('%s: key %s of an ANY is optional' % (nt.module.name, other.name))
+                return ('Oid' if self.model.kind(cm, other.type) == 'OID' else 'Int', optr)
+        raise AsnError('%s: %s is not defined by an earlier component' % (nt.module.name, c.name))
+
+    def sampler(self, nt):
+        fn = Function('void Sample%s(AsnSampler *s, %s *v)' % (nt.cname, nt.cname))
+        kind = nt.type.kind
+        if kind in ('SEQUENCE', 'SET', 'CHOICE', 'SEQOF', 'SETOF'):
+            fn.add('SampleScope scope(s);')
+        if kind in ('SEQUENCE', 'SET'):
+            comps = self.codec.components(nt)
+            for cm, c, ptr, pointer in comps:
+                optional = c.optional or c.default is not None
+                if optional:
+                    fn.open('if (SampleWanted(s))')
+                if pointer:
+                    fn.add('%s = SampleNew<%s>(s);' % (ptr, self.model.c_type(cm, c.type)))
+                self.fill(fn, cm, c.type, ptr, self.any_key(nt, comps, c))
+                if optional:
+                    fn.close()
+        elif kind == 'CHOICE':
+            alts = self.codec.alternatives(nt)
+            fn.add('v->choiceId = SampleChoice(s, %d, %d);' % (len(alts), self.terminal[id(nt)]))
+            fn.open('switch (v->choiceId)')
+            for i, c, ptr, const in alts:
+                fn.add('case %s:' % const)
+                fn.depth += 1
+                fn.add('%s = SampleNew<%s>(s);' % (ptr, self.model.c_type(nt.module, c.type)))
+                self.fill(fn, nt.module, c.type, ptr)
+                fn.add('break;')
+                fn.depth -= 1
+            fn.close()
+        elif kind in ('SEQOF', 'SETOF'):
+            t, ctype = self.codec.element(nt)
+            fn.add('v->dataSize = sizeof(void *);')
+            fn.open('for (int i = SampleCount(s); i > 0; i--)')
+            fn.add('%s *e = SampleNew<%s>(s);' % (ctype, ctype))
+            fn.add('*static_cast<void **>(ASN_ListAppend(v)) = e;')
+            self.fill(fn, nt.module, t, 'e')
+            fn.close()
+        else:
+            self.fill(fn, nt.module, nt.type, 'v')
+            if len(fn.lines) == 2:
+                fn.add('(void)s, (void)v;')
+        return fn.text()
+
+    def max_alternatives(self):
+        return max([len(nt.type.components) for nt in self.types if nt.type.kind == 'CHOICE'] + [1])
+
+    def source(self):
+        out = ['// Generated by asngen: sample values of every type, for the tests; do not edit.',
+               '#include "tests/asn/sample_values.h"', '', '#include "asn_modules.h"', '',
+               'namespace {', '']
+        out += ['void Sample%s(AsnSampler *s, %s *v);' % (nt.cname, nt.cname) for nt in self.types]
+        out.append('')
+        out += [self.sampler(nt) for nt in self.types]
+        out += ['} // namespace', '', 'const SampleType kSampleTypes[] = {']
+        out += ['    SampleEntry<{0}, BEnc{0}, BDec{0}, Free{0}, Sample{0}>("{1}", "{2}"),'
+                .format(nt.cname, nt.module.name, nt.name) for nt in self.types if not nt.lifted]
+        out += ['};', 'const size_t kSampleTypeCount = sizeof kSampleTypes / sizeof kSampleTypes[0];', '',
+                'const SampleOpenType kSampleOpenTypes[] = {']
+        for key, nt in registrations.registered_types(self.model):
+            oid, int_key = ('nullptr', key) if isinstance(key, int) else ('"%s"' % key, 0)
+            out.append('    {%s, %d, SampleFill<%s, Sample%s>},' % (oid, int_key, nt.cname, nt.cname))
+        out += ['};', 'const size_t kSampleOpenTypeCount = sizeof kSampleOpenTypes / sizeof kSampleOpenTypes[0];',
+                'const uint32_t kSampleSeeds = %d;' % self.max_alternatives(), '']
+        return '\n'.join(out)
+
+
 def file_stems(model, files):
     """Module name -> output file stem."""
     stems = {}
@@ -616,4 +754,5 @@ def emit(model, files):
         ['/* Generated by asngen: every module header. */', '#ifndef KESTRA_GEN_ASN_MODULES_H',
          '#define KESTRA_GEN_ASN_MODULES_H'] +
         ['#include "%s.h"' % module_file_stem(p) for p, _ in files] + ['#endif', ''])
+    outputs['asn_samples.cpp'] = SampleEmitter(model, emitter).source()
     return outputs

@@ -82,8 +82,6 @@ class DType:
         self.selector = None
         self.union = None
         self.enum = None
-        self.embedded = []            # (field position, DType) of embedded choices
-        self.parent = None            # set on an embedded choice: the enclosing DType
 
     @property
     def base(self):
@@ -101,10 +99,10 @@ class DbvModel:
         self.types = {}               # (module name, type name) -> DType
         self.enums = []
         self.prefixes = set()
-        for spec in dbv_names.ENUMS.values():
-            self.prefixes.add(spec[0])
-        for spec in dbv_names.CHOICES.values():
-            self.prefixes.add(spec[2])
+        for entry in dbv_names.ENUMS.values():
+            self.prefixes.add(entry[0])
+        for entry in dbv_names.CHOICES.values():
+            self.prefixes.add(entry[2])
         self.inline_enums = {}
         self.members = set()
         self._name_types()
@@ -151,8 +149,8 @@ class DbvModel:
         a component (key (type, component))."""
         if (module.name, key) in self.inline_enums:
             return self.inline_enums[(module.name, key)]
-        spec = dbv_names.ENUMS.get(key) if apdu else None
-        prefix, irregular = spec if spec else (self.fresh_prefix(base), {})
+        entry = dbv_names.ENUMS.get(key) if apdu else None
+        prefix, irregular = entry if entry else (self.fresh_prefix(base), {})
         members = [('%s_%s' % (prefix, irregular.get(n, member_word(n))), v) for n, v in named]
         enum = self.new_enum(module.name, prefix, members, True)
         self.inline_enums[(module.name, key)] = enum
@@ -160,6 +158,11 @@ class DbvModel:
 
     def new_enum(self, module, prefix, members, invalid):
         enum = Enum(module, prefix, members, invalid)
+        taken = set(e.cname for e in self.enums)
+        n = 1
+        while enum.cname in taken:
+            n += 1
+            enum.cname = 'DbvEnum_%s%d' % (prefix, n)
         for name, _ in enum.members:
             if name in self.members:
                 raise AsnError('enumeration member %s defined twice' % name)
@@ -230,7 +233,7 @@ class DbvModel:
             value = self.value(cm, c.type, dt, c.name)
             asn_ptr = not self.codec.field(cm, c)
             if self.is_apdu(nt) and (nt.name, c.name) in dbv_names.EMBEDDED:
-                dt.embedded.append((len(dt.fields), value.dtype))
+                # No name: the choice's selector and union stand in dt.
                 dt.fields.append(Field(None, value, False, asn_ptr, c_ident(c.name)))
                 continue
             optional = c.optional or c.default is not None
@@ -245,9 +248,9 @@ class DbvModel:
     def _fill_choice(self, dt):
         nt = dt.nt
         dt.choice = True
-        spec = dbv_names.CHOICES.get(nt.name) if self.is_apdu(nt) else None
-        if spec:
-            dt.selector, dt.union, prefix, alts = spec
+        entry = dbv_names.CHOICES.get(nt.name) if self.is_apdu(nt) else None
+        if entry:
+            dt.selector, dt.union, prefix, alts = entry
         else:
             dt.selector, dt.union, prefix, alts = 'e%sType' % dt.base, 'u' + dt.base, None, {}
             prefix = self.fresh_prefix(dt.base)
@@ -303,7 +306,6 @@ class DbvModel:
                            Field('pulIndirectReference', Value('UINT'), True, True, None),
                            Field('pcDataValueDescriptor', Value('TEXT'), False, True, None),
                            Field(None, Value('STRUCT', dtype=choice), False, True, None)]
-        external.embedded = [(3, choice)]
         return external, single
 
 
@@ -352,10 +354,9 @@ def struct_text(dt):
     if dt.choice:
         lines += choice_members(dt, '    ')
     else:
-        embedded = dict(dt.embedded)
-        for i, f in enumerate(dt.fields):
-            if i in embedded:
-                lines += choice_members(embedded[i], '    ')
+        for f in dt.fields:
+            if f.name is None:
+                lines += choice_members(f.value.dtype, '    ')
             else:
                 lines.append('    ' + field_decl(f))
         if not dt.fields:
@@ -432,8 +433,7 @@ class Descriptors:
         rows = []
         if dt.choice:
             union = dt.union and 'offsetof(%s, %s)' % (holder.name, dt.union)
-        embedded = dict(dt.embedded)
-        for i, f in enumerate(dt.fields):
+        for f in dt.fields:
             if dt.choice:
                 dbv_off = union if dt.union and f.name else \
                     ('offsetof(%s, %s)' % (holder.name, f.name) if f.name else '0')
@@ -441,8 +441,8 @@ class Descriptors:
             else:
                 dbv_off = 'offsetof(%s, %s)' % (holder.name, f.name) if f.name else '0'
                 asn_off = 'offsetof(%s, %s)' % (codec, f.asn_name) if codec and f.asn_name else '0'
-            if i in embedded:
-                inner = embedded[i]
+            if not dt.choice and f.name is None:
+                inner = f.value.dtype
                 inner_codec = inner.nt.cname if inner.nt else None
                 value = '{DBV_K_STRUCT, &%s, NULL, NULL}' % self.type_desc(inner, dt, inner_codec)
             else:
@@ -486,7 +486,8 @@ def header(guard, comment, includes, dtypes, enums, protos):
     out = ['/* %s; generated by asngen, do not edit. */' % comment, '#ifndef ' + guard, '#define ' + guard, '']
     out += ['#include "%s"' % i for i in includes]
     out += ['', '#ifdef __cplusplus', 'extern "C" {', '#endif', '']
-    out += ['typedef struct %s %s;' % (dt.name, dt.name) for dt in dtypes]
+    # DbvExternal is declared ahead, in dbv/dbv_desc.h, for every header.
+    out += ['typedef struct %s %s;' % (dt.name, dt.name) for dt in dtypes if dt.name != 'DbvExternal']
     out.append('')
     out += [enum_text(e) for e in enums]
     for dt in ordered(dtypes):
@@ -531,8 +532,7 @@ def module_types(dbv, modules):
     return [dt for (mname, _), dt in dbv.types.items() if mname in names]
 
 
-def emit(model, files, dbv=None):
-    dbv = dbv or DbvModel(model)
+def emit(model, files, dbv):
     outputs = {}
     stems = {}
     for path, modules in files:

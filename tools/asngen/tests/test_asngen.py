@@ -6,6 +6,7 @@ import unittest
 import asngen
 import asnmodel
 import asnparse
+import emit_codec
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 SAMPLE = os.path.join(HERE, 'sample.asn')
@@ -104,6 +105,37 @@ class CodecOutput(unittest.TestCase):
         self.assertIn('ASN_DecodeOpen(b, v, bytesDecoded);', source)
         # Components are encoded last to first.
         self.assertLess(source.index('if (v->extra)'), source.index('if (v->name)'))
+
+
+class Samples(unittest.TestCase):
+    """The sample-value routines of the tests' round trips."""
+
+    def emitter(self, text):
+        m = asnmodel.Model(asnparse.Parser(text, 'x.asn').modules())
+        return emit_codec.SampleEmitter(m, emit_codec.CodecEmitter(m))
+
+    def test_recursion_ends_in_the_shallowest_alternative(self):
+        e = self.emitter('M DEFINITIONS ::= BEGIN Tree ::= CHOICE { node [0] SEQUENCE { '
+                         'left Tree, right Tree }, leaf [1] INTEGER } END')
+        tree = e.model.named[('M', 'Tree')]
+        self.assertEqual(e.terminal[id(tree)], 1)
+        self.assertIn('v->choiceId = SampleChoice(s, 2, 1);', e.sampler(tree))
+
+    def test_a_type_without_a_finite_value_is_refused(self):
+        with self.assertRaisesRegex(asnparse.AsnError, 'no finite value of Loop'):
+            self.emitter('M DEFINITIONS ::= BEGIN Loop ::= SEQUENCE { next Loop } END')
+
+    def test_open_value_takes_a_registered_key(self):
+        e = self.emitter('M DEFINITIONS ::= BEGIN Ext ::= SEQUENCE { id [0] INTEGER, '
+                         'item [1] ANY DEFINED BY id, more [2] INTEGER OPTIONAL } END')
+        text = e.sampler(e.model.named[('M', 'Ext')])
+        self.assertIn('SampleAnyByInt(s, v->item, &v->id);', text)
+        self.assertIn('if (SampleWanted(s)) {', text)   # optional: only above the depth
+
+    def test_every_standalone_type_has_an_entry(self):
+        out = asngen.generate([SAMPLE], 'codec')['asn_samples.cpp']
+        self.assertIn('SampleEntry<Sample_Module_Record, BEncSample_Module_Record,', out)
+        self.assertNotIn('SampleEntry<Sample_Module_RecordBody,', out)   # lifted: inside Record
 
 
 if __name__ == '__main__':

@@ -1,0 +1,467 @@
+// DBV trees to codec structures and back, by the descriptors. Identifiers
+// travel as dotted text in DBV and as BER contents octets in the codec; bit
+// strings as '1'/'0' text and as bits; lists as NULL-terminated arrays and as
+// AsnList. The EXTERNAL is converted by hand: its single-ASN1-type value is an
+// AsnAny whose registry entry the direct reference selects, and whose DBV
+// form is typed by eASN1Type.
+#include "dbv/dbv_convert.h"
+
+#include <cstring>
+
+#include "asn/asn_external.h"
+#include "asn/asn_registry.h"
+#include "dbv/dbv_tree.h"
+#include "dbv_external.h"
+
+namespace {
+
+const uint32_t kAsnPtr = DBV_F_ASN_PTR;
+const DbvValueDesc kOid = {DBV_K_OID, nullptr, nullptr, nullptr};
+const DbvValueDesc kUint = {DBV_K_UINT, nullptr, nullptr, nullptr};
+const DbvValueDesc kText = {DBV_K_TEXT, nullptr, nullptr, nullptr};
+const DbvValueDesc kOcts = {DBV_K_OCTS, nullptr, nullptr, nullptr};
+const DbvValueDesc kBits = {DBV_K_BITS, nullptr, nullptr, nullptr};
+
+bool ToAsnSlot(const DbvValueDesc *v, uint32_t flags, const void *slot, void *asnSlot);
+bool FromAsnSlot(const DbvValueDesc *v, uint32_t flags, const void *asnSlot, void *slot);
+bool ExternalToAsn(const DbvExternal *from, AsnExternal *to);
+bool ExternalFromAsn(const AsnExternal *from, DbvExternal *to);
+
+unsigned char *At(void *base, uint32_t offset)
+{
+    return static_cast<unsigned char *>(base) + offset;
+}
+
+const unsigned char *At(const void *base, uint32_t offset)
+{
+    return static_cast<const unsigned char *>(base) + offset;
+}
+
+size_t AsnSize(const DbvValueDesc *v)
+{
+    switch (v->eKind) {
+    case DBV_K_UINT:
+    case DBV_K_ENUM:
+        return sizeof(AsnInt);
+    case DBV_K_BOOL:
+        return sizeof(AsnBool);
+    case DBV_K_NULL:
+        return sizeof(AsnNull);
+    case DBV_K_BITS:
+        return sizeof(AsnBits);
+    case DBV_K_LIST:
+        return sizeof(AsnList);
+    case DBV_K_STRUCT:
+        return v->psType->ulAsnSize;
+    case DBV_K_EXTERNAL:
+        return sizeof(AsnExternal);
+    default:
+        return sizeof(AsnOcts);
+    }
+}
+
+// Places a new zero-filled codec value of v's kind into a pointer slot.
+void *NewAsn(const DbvValueDesc *v, void *asnSlot)
+{
+    void *value = MemAlloc(AsnSize(v));
+    *static_cast<void **>(asnSlot) = value;
+    return value;
+}
+
+bool OctsFrom(AsnOcts *to, const void *data, uint32_t length)
+{
+    to->octs = static_cast<unsigned char *>(MemAlloc(length));
+    if (!to->octs)
+        return false;
+    if (length)
+        std::memcpy(to->octs, data, length);
+    to->octetLen = length;
+    return true;
+}
+
+bool BitsFrom(AsnBits *to, const char *text)
+{
+    uint32_t n = static_cast<uint32_t>(std::strlen(text));
+    to->bits = static_cast<unsigned char *>(MemAlloc((n + 7) / 8));
+    if (!to->bits)
+        return false;
+    to->bitLen = n;
+    for (uint32_t i = 0; i < n; i++) {
+        if (text[i] == '1')
+            ASN_SetBit(to, i);
+    }
+    return true;
+}
+
+bool OidFrom(AsnOid *to, const char *text)
+{
+    try {
+        ASN_MakeOid(text, to);
+    } catch (const AsnAbort &) {
+        return false;
+    }
+    return true;
+}
+
+bool ToAsnFields(const DbvTypeDesc *type, const void *from, void *to)
+{
+    if (type->fChoice) {
+        const DbvFieldDesc *alt = DbvChoiceAlternative(type, DbvSelector(type, from));
+        // An unknown selector leaves an index that selects nothing.
+        *static_cast<uint32_t *>(to) = alt ? static_cast<uint32_t>(alt - type->psFields) : type->ulFieldCount;
+        if (alt && alt->sValue.eKind == DBV_K_NULL)
+            return NewAsn(&alt->sValue, At(to, alt->ulAsnOffset)) != nullptr;
+    }
+    return DbvEachMember(type, from, [&](const DbvFieldDesc *f) {
+        return ToAsnSlot(&f->sValue, f->ulFlags, At(from, f->ulDbvOffset), At(to, f->ulAsnOffset));
+    });
+}
+
+bool ToAsnValue(const DbvValueDesc *v, const void *from, void *to)
+{
+    switch (v->eKind) {
+    case DBV_K_UINT:
+        *static_cast<AsnInt *>(to) = static_cast<AsnInt>(*static_cast<const uint32_t *>(from));
+        return true;
+    case DBV_K_ENUM:
+        *static_cast<AsnInt *>(to) = *static_cast<const int *>(from);
+        return true;
+    case DBV_K_BOOL:
+        *static_cast<AsnBool *>(to) = *static_cast<const int *>(from) ? 1 : 0;
+        return true;
+    case DBV_K_NULL:
+        return true;
+    case DBV_K_OCTS: {
+        const DbvOctetString *octets = static_cast<const DbvOctetString *>(from);
+        return OctsFrom(static_cast<AsnOcts *>(to), octets->pbData, octets->pbData ? octets->ulLength : 0);
+    }
+    case DBV_K_TEXT: {
+        const char *text = *static_cast<char *const *>(from);
+        return OctsFrom(static_cast<AsnOcts *>(to), text, static_cast<uint32_t>(std::strlen(text)));
+    }
+    case DBV_K_OID:
+        return OidFrom(static_cast<AsnOid *>(to), *static_cast<char *const *>(from));
+    case DBV_K_BITS:
+        return BitsFrom(static_cast<AsnBits *>(to), *static_cast<char *const *>(from));
+    case DBV_K_LIST: {
+        AsnList *list = static_cast<AsnList *>(to);
+        list->dataSize = sizeof(void *);
+        void *const *entries = *static_cast<void **const *>(from);
+        uint32_t flags = DbvElementFlags(v->psElement) | kAsnPtr;
+        for (uint32_t i = 0; entries[i]; i++) {
+            void *slot = ASN_ListAppend(list);
+            if (!slot || !ToAsnSlot(v->psElement, flags, &entries[i], slot))
+                return false;
+        }
+        return true;
+    }
+    case DBV_K_EXTERNAL:
+        return ExternalToAsn(static_cast<const DbvExternal *>(from), static_cast<AsnExternal *>(to));
+    default:
+        return ToAsnFields(v->psType, from, to);
+    }
+}
+
+// Whether the DBV value at value (the slot's value, after any pointer) is
+// absent.
+bool Absent(const DbvValueDesc *v, uint32_t flags, const void *value)
+{
+    if (!value)
+        return true;
+    if (DbvIsPointerKind(v->eKind))
+        return *static_cast<void *const *>(value) == nullptr;
+    if (v->eKind == DBV_K_NULL)
+        return *static_cast<const int *>(value) == 0;
+    if (flags & DBV_F_OPTIONAL)
+        return DbvSelector(v->psType, value) == 0;
+    return v->eKind == DBV_K_ANY;
+}
+
+bool ToAsnSlot(const DbvValueDesc *v, uint32_t flags, const void *slot, void *asnSlot)
+{
+    const void *value = (flags & DBV_F_DBV_PTR) ? *static_cast<void *const *>(slot) : slot;
+    if (Absent(v, flags, value))
+        return true;
+    void *to = asnSlot;
+    if ((flags & kAsnPtr) && !(to = NewAsn(v, asnSlot)))
+        return false;
+    return ToAsnValue(v, value, to);
+}
+
+char *TextFrom(const void *data, uint32_t length)
+{
+    char *text = static_cast<char *>(MemAlloc(static_cast<size_t>(length) + 1));
+    if (text && length)
+        std::memcpy(text, data, length);
+    return text;
+}
+
+char *OidText(const AsnOid *oid)
+{
+    // Every contents octet adds at most ten digits and a full stop.
+    size_t size = static_cast<size_t>(oid->octetLen) * 11 + 8;
+    char *text = static_cast<char *>(MemAlloc(size));
+    if (text)
+        ASN_OidToText(oid, text, size);
+    return text;
+}
+
+char *BitsText(const AsnBits *bits)
+{
+    char *text = static_cast<char *>(MemAlloc(static_cast<size_t>(bits->bitLen) + 1));
+    if (text) {
+        for (uint32_t i = 0; i < bits->bitLen; i++)
+            text[i] = ASN_GetBit(bits, i) ? '1' : '0';
+    }
+    return text;
+}
+
+bool FromAsnFields(const DbvTypeDesc *type, const void *from, void *to)
+{
+    if (type->fChoice) {
+        uint32_t index = *static_cast<const uint32_t *>(from);
+        if (index >= type->ulFieldCount)
+            return true;
+        const DbvFieldDesc *alt = &type->psFields[index];
+        *reinterpret_cast<int *>(At(to, type->ulSelectorOffset)) = alt->lSelector;
+        if (alt->sValue.eKind == DBV_K_NULL)
+            return true;
+        return FromAsnSlot(&alt->sValue, alt->ulFlags, At(from, alt->ulAsnOffset), At(to, alt->ulDbvOffset));
+    }
+    for (uint32_t i = 0; i < type->ulFieldCount; i++) {
+        const DbvFieldDesc *f = &type->psFields[i];
+        if (!FromAsnSlot(&f->sValue, f->ulFlags, At(from, f->ulAsnOffset), At(to, f->ulDbvOffset)))
+            return false;
+    }
+    return true;
+}
+
+// Texts and lists: the new pointer goes into the slot itself.
+bool PointerFromAsn(const DbvValueDesc *v, const void *from, void **slot)
+{
+    switch (v->eKind) {
+    case DBV_K_TEXT: {
+        const AsnOcts *octs = static_cast<const AsnOcts *>(from);
+        return (*slot = TextFrom(octs->octs, octs->octetLen)) != nullptr;
+    }
+    case DBV_K_OID:
+        return (*slot = OidText(static_cast<const AsnOid *>(from))) != nullptr;
+    case DBV_K_BITS:
+        return (*slot = BitsText(static_cast<const AsnBits *>(from))) != nullptr;
+    default: {
+        const AsnList *list = static_cast<const AsnList *>(from);
+        uint32_t n = 0;
+        for (const AsnListNode *node = list->first; node; node = node->next)
+            n++;
+        void **entries = static_cast<void **>(MemAlloc((static_cast<size_t>(n) + 1) * sizeof(void *)));
+        if (!(*slot = entries))
+            return false;
+        uint32_t flags = DbvElementFlags(v->psElement) | kAsnPtr;
+        uint32_t i = 0;
+        for (const AsnListNode *node = list->first; node; node = node->next) {
+            if (!node->data)
+                continue;
+            if (!FromAsnSlot(v->psElement, flags, &node->data, &entries[i++]))
+                return false;
+        }
+        return true;
+    }
+    }
+}
+
+bool FromAsnValue(const DbvValueDesc *v, const void *from, void *to)
+{
+    switch (v->eKind) {
+    case DBV_K_UINT:
+        *static_cast<uint32_t *>(to) = static_cast<uint32_t>(*static_cast<const AsnInt *>(from));
+        return true;
+    case DBV_K_ENUM:
+        *static_cast<int *>(to) = *static_cast<const AsnInt *>(from);
+        return true;
+    case DBV_K_BOOL:
+        *static_cast<int *>(to) = *static_cast<const AsnBool *>(from) ? DBV_TRUE : DBV_FALSE;
+        return true;
+    case DBV_K_OCTS: {
+        const AsnOcts *octs = static_cast<const AsnOcts *>(from);
+        return DbvSetOctets(static_cast<DbvOctetString *>(to), octs->octs, octs->octetLen);
+    }
+    case DBV_K_EXTERNAL:
+        return ExternalFromAsn(static_cast<const AsnExternal *>(from), static_cast<DbvExternal *>(to));
+    default:
+        return FromAsnFields(v->psType, from, to);
+    }
+}
+
+bool FromAsnSlot(const DbvValueDesc *v, uint32_t flags, const void *asnSlot, void *slot)
+{
+    const void *from = (flags & kAsnPtr) ? *static_cast<void *const *>(asnSlot) : asnSlot;
+    if (!from || v->eKind == DBV_K_ANY)
+        return true;
+    if (v->eKind == DBV_K_NULL) {
+        *static_cast<int *>(slot) = DBV_TRUE;
+        return true;
+    }
+    if (DbvIsPointerKind(v->eKind))
+        return PointerFromAsn(v, from, static_cast<void **>(slot));
+    void *to = slot;
+    if (flags & DBV_F_DBV_PTR) {
+        if (!(to = MemAlloc(DbvValueSize(v))))
+            return false;
+        *static_cast<void **>(slot) = to;
+    }
+    return FromAsnValue(v, from, to);
+}
+
+// -- EXTERNAL
+
+const char *SentOid(int32_t type)
+{
+    for (uint32_t i = 0; i < DbvAsn1OidCount; i++) {
+        if (DbvAsn1Oids[i].eASN1Type == type)
+            return DbvAsn1Oids[i].pcOid;
+    }
+    return nullptr;
+}
+
+int32_t TypeOfOid(const char *oid)
+{
+    for (uint32_t i = 0; oid && i < DbvAsn1OidCount; i++) {
+        if (std::strcmp(DbvAsn1Oids[i].pcOid, oid) == 0)
+            return DbvAsn1Oids[i].eASN1Type;
+    }
+    return -1;
+}
+
+// A typed single-ASN1-type value: the registry entry comes from the direct
+// reference, which is the type's own identifier when the caller gave none.
+bool SingleToAsn(const DbvSingleASN1Type *single, AsnExternal *to)
+{
+    const DbvFieldDesc *alt = DbvChoiceAlternative(&DbvDesc_SingleASN1Type, single->eASN1Type);
+    if (!alt)
+        return true;
+    const void *slot = At(single, alt->ulDbvOffset);
+    if (single->eASN1Type == AT_RawEncoding) {
+        to->encodingChoice = AsnExternal_singleASN1Raw;
+        return ToAsnSlot(&kOcts, DBV_F_DBV_PTR | kAsnPtr, slot, &to->encoding.singleASN1Raw);
+    }
+    const char *sent = SentOid(single->eASN1Type);
+    if (!to->directReference && !ToAsnSlot(&kOid, kAsnPtr, &sent, &to->directReference))
+        return false;
+    AsnAny any = {nullptr, nullptr};
+    ASN_SetAnyTypeByOid(&any, to->directReference);
+    const void *value = (alt->ulFlags & DBV_F_DBV_PTR) ? *static_cast<void *const *>(slot) : slot;
+    if (!any.ai || Absent(&alt->sValue, alt->ulFlags, value))
+        return true;
+    to->encodingChoice = AsnExternal_singleASN1Type;
+    if (!(to->encoding.singleASN1Type = static_cast<AsnAny *>(MemAlloc(sizeof(AsnAny)))))
+        return false;
+    to->encoding.singleASN1Type->ai = any.ai;
+    return ToAsnSlot(&alt->sValue, alt->ulFlags | kAsnPtr, slot, &to->encoding.singleASN1Type->value);
+}
+
+bool ExternalToAsn(const DbvExternal *from, AsnExternal *to)
+{
+    RegisterCodecTypes();
+    if (!ToAsnSlot(&kOid, kAsnPtr, &from->ObjectIdentifier, &to->directReference) ||
+        !ToAsnSlot(&kUint, DBV_F_DBV_PTR | kAsnPtr, &from->pulIndirectReference, &to->indirectReference) ||
+        !ToAsnSlot(&kText, kAsnPtr, &from->pcDataValueDescriptor, &to->dataValueDescriptor))
+        return false;
+    bool done = true;
+    switch (from->eValueType) {
+    case EVT_SingleASN1Type:
+        if (from->uExternalValue.psSingleASN1Type)
+            done = SingleToAsn(from->uExternalValue.psSingleASN1Type, to);
+        break;
+    case EVT_OctetAligned:
+        to->encodingChoice = AsnExternal_octetAligned;
+        done = ToAsnSlot(&kOcts, DBV_F_DBV_PTR | kAsnPtr, &from->uExternalValue.psOctetAligned, &to->encoding.octetAligned);
+        break;
+    case EVT_Arbitrary:
+        to->encodingChoice = AsnExternal_arbitrary;
+        done = ToAsnSlot(&kBits, kAsnPtr, &from->uExternalValue.psArbitrary, &to->encoding.arbitrary);
+        break;
+    default:
+        break;
+    }
+    if (!done)
+        return false;
+    // The encoder needs an encoding (every member of the union is a pointer):
+    // one that could not be made from the tree (absent, or a type without a
+    // registry entry) goes as no octets.
+    if (!to->encoding.octetAligned) {
+        to->encodingChoice = AsnExternal_octetAligned;
+        return NewAsn(&kOcts, &to->encoding.octetAligned) && OctsFrom(to->encoding.octetAligned, "", 0);
+    }
+    return true;
+}
+
+bool SingleFromAsn(const AsnExternal *from, DbvExternal *to)
+{
+    to->eValueType = EVT_SingleASN1Type;
+    DbvSingleASN1Type *single = static_cast<DbvSingleASN1Type *>(MemAlloc(sizeof(DbvSingleASN1Type)));
+    if (!(to->uExternalValue.psSingleASN1Type = single))
+        return false;
+    if (from->encodingChoice == AsnExternal_singleASN1Raw) {
+        single->eASN1Type = AT_RawEncoding;
+        return FromAsnSlot(&kOcts, DBV_F_DBV_PTR | kAsnPtr, &from->encoding.singleASN1Raw, &single->uASN1.psRawEncoding);
+    }
+    const AsnAny *any = from->encoding.singleASN1Type;
+    const DbvFieldDesc *alt = DbvChoiceAlternative(&DbvDesc_SingleASN1Type, TypeOfOid(to->ObjectIdentifier));
+    if (!any || !alt)
+        return true;
+    single->eASN1Type = alt->lSelector;
+    return FromAsnSlot(&alt->sValue, alt->ulFlags | kAsnPtr, &any->value, At(single, alt->ulDbvOffset));
+}
+
+bool ExternalFromAsn(const AsnExternal *from, DbvExternal *to)
+{
+    if (!FromAsnSlot(&kOid, kAsnPtr, &from->directReference, &to->ObjectIdentifier) ||
+        !FromAsnSlot(&kUint, DBV_F_DBV_PTR | kAsnPtr, &from->indirectReference, &to->pulIndirectReference) ||
+        !FromAsnSlot(&kText, kAsnPtr, &from->dataValueDescriptor, &to->pcDataValueDescriptor))
+        return false;
+    switch (from->encodingChoice) {
+    case AsnExternal_singleASN1Type:
+    case AsnExternal_singleASN1Raw:
+        return SingleFromAsn(from, to);
+    case AsnExternal_octetAligned:
+        to->eValueType = EVT_OctetAligned;
+        return FromAsnSlot(&kOcts, DBV_F_DBV_PTR | kAsnPtr, &from->encoding.octetAligned, &to->uExternalValue.psOctetAligned);
+    case AsnExternal_arbitrary:
+        to->eValueType = EVT_Arbitrary;
+        return FromAsnSlot(&kBits, kAsnPtr, &from->encoding.arbitrary, &to->uExternalValue.psArbitrary);
+    default:
+        return true;
+    }
+}
+
+} // namespace
+
+extern "C" {
+
+int DbvTreeToAsn(const DbvTypeDesc *psType, const void *pvTree, void **ppvOut)
+{
+    *ppvOut = nullptr;
+    if (!pvTree)
+        return DBV_CONVERT_OK;
+    if (!(*ppvOut = MemAlloc(psType->ulAsnSize)))
+        return DBV_CONVERT_NO_MEMORY;
+    return ToAsnFields(psType, pvTree, *ppvOut) ? DBV_CONVERT_OK : DBV_CONVERT_NO_MEMORY;
+}
+
+int DbvTreeFromAsn(const DbvTypeDesc *psType, const void *pvAsn, void **ppvOut)
+{
+    *ppvOut = nullptr;
+    if (!pvAsn)
+        return DBV_CONVERT_OK;
+    void *tree = MemAlloc(psType->ulDbvSize);
+    if (!tree)
+        return DBV_CONVERT_NO_MEMORY;
+    if (!FromAsnFields(psType, pvAsn, tree)) {
+        DbvFreeTree(psType, tree);
+        return DBV_CONVERT_NO_MEMORY;
+    }
+    *ppvOut = tree;
+    return DBV_CONVERT_OK;
+}
+
+} // extern "C"

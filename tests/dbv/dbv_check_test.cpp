@@ -1,0 +1,316 @@
+// The request checks: each case breaks one field of a valid request and
+// expects the exact code and message; the valid requests and the edge values
+// that must pass are cases with code 0.
+#include <iterator>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "dbv/dbvproto.h"
+#include "tests/dbv/dbv_testkit.h"
+
+namespace {
+
+const char *const kQuery = "psSearchReq->psQuery->uQuery.psRpnQuery->";
+const char *const kRoot = "psSearchReq->psQuery->uQuery.psRpnQuery->sRpnStructure.uRPNStructure.psRpnLopRopOperator->";
+// The left leaf ("computer", two attributes) and the proximity node.
+const std::string kTitle = std::string(kRoot) + "psLeftOperand->uRPNStructure.psRpnOperand->uOperand.psAttributesPlusTerm->";
+const std::string kProx = std::string(kRoot) + "psRightOperand->uRPNStructure.psRpnLopRopOperator->";
+
+template <typename Request> struct Case {
+    const char *name;
+    void (*breakIt)(Request *);
+    int32_t code; // 0: the request passes
+    std::string message;
+};
+
+std::string Missing(const std::string &path)
+{
+    return "Missing compulsory field " + path;
+}
+
+std::string OutOfRange(const std::string &path)
+{
+    return path + " contains a value which is out of its range";
+}
+
+template <typename Request>
+void RunCases(const Case<Request> *cases, size_t count, Request *(*valid)(), int (*check)(DbvAssocId, const Request *, SIError **),
+         void (*release)(Request *))
+{
+    for (size_t i = 0; i < count; i++) {
+        const Case<Request> &c = cases[i];
+        SCOPED_TRACE(c.name);
+        Request *request = valid();
+        c.breakIt(request);
+        SIError *error = reinterpret_cast<SIError *>(1); // cleared on entry
+        int result = check(-1, request, &error);
+        if (c.code == 0) {
+            EXPECT_EQ(result, SI_OK);
+            EXPECT_EQ(error, nullptr);
+        } else {
+            EXPECT_EQ(result, SI_NOTOK);
+            ASSERT_NE(error, nullptr);
+            EXPECT_EQ(error->eErrorClass, SI_Interface_Error);
+            EXPECT_EQ(error->uErrorCode.lIfOsCoError, c.code);
+            EXPECT_EQ(error->eAssociationState, Association_Open);
+            EXPECT_EQ(std::string(error->pcDiagnostics), c.message);
+            SIFreeError(error);
+        }
+        release(request);
+    }
+}
+
+const Case<DbvInitializeReq> kInitialize[] = {
+    {"valid", [](DbvInitializeReq *) {}, 0, ""},
+    {"exactly the allowed options", [](DbvInitializeReq *r) { SetText(r->pcOptions, ALLOWED_OPTIONS); }, 0, ""},
+    {"no options", [](DbvInitializeReq *r) { SetText(r->pcOptions, ""); }, 0, ""},
+    {"bit 9 set", [](DbvInitializeReq *r) { SetText(r->pcOptions, "1111111111"); }, 67,
+     "The options string psInitializeReq->pcOptions contains options not permitted by the API (see dbvproto "
+     "ALLOWED_OPTIONS for allowed options)\nValue:1111111111"},
+    {"bit 15 set", [](DbvInitializeReq *r) { SetText(r->pcOptions, "1000000000000001"); }, 67,
+     "The options string psInitializeReq->pcOptions contains options not permitted by the API (see dbvproto "
+     "ALLOWED_OPTIONS for allowed options)\nValue:1000000000000001"},
+    {"options not a bit string", [](DbvInitializeReq *r) { SetText(r->pcOptions, "11x"); }, 65,
+     "The bit string psInitializeReq->pcOptions is invalid\nValue:11x"},
+    {"no protocol version", [](DbvInitializeReq *r) { SetText(r->pcProtocolVersion, nullptr); }, 64,
+     Missing("psInitializeReq->pcProtocolVersion")},
+    {"authentication type", [](DbvInitializeReq *r) { Reselect(&DbvDesc_IdAuthentication, r->psAuthentication, 5); }, 66,
+     OutOfRange("psInitializeReq->psAuthentication->eAuthenticationType")},
+    {"open authentication without text", [](DbvInitializeReq *r) { Reselect(&DbvDesc_IdAuthentication, r->psAuthentication, AUTH_Open); },
+     64, Missing("psInitializeReq->psAuthentication->uAuthentication.psOpen")},
+    {"anonymous", [](DbvInitializeReq *r) { Reselect(&DbvDesc_IdAuthentication, r->psAuthentication, AUTH_Anonymous); }, 0, ""},
+    {"user information identifier",
+     [](DbvInitializeReq *r) { SetText(r->psUserInformationField->ObjectIdentifier, "1..2"); }, 74,
+     "Invalid oid value 1..2 for external psInitializeReq->psUserInformationField"},
+    {"user information encoding", [](DbvInitializeReq *r) { Reselect(&DbvDesc_External, r->psUserInformationField, 4); }, 66,
+     OutOfRange("psInitializeReq->psUserInformationField->eValueType")},
+    {"other information type", [](DbvInitializeReq *r) { Reselect(&DbvDesc_OtherInformation, r->ppsOtherInformation[0], 9); }, 66,
+     OutOfRange("psInitializeReq->ppsOtherInformation[0]->eInformationType")},
+    {"other information category",
+     [](DbvInitializeReq *r) { SetText(r->ppsOtherInformation[0]->psInfoCategory->pcCategoryTypeId, "1.2."); }, 73,
+     "Invalid oid value psInitializeReq->ppsOtherInformation[0]->psInfoCategory->pcCategoryTypeId given"},
+};
+
+const Case<DbvSearchReq> kSearch[] = {
+    {"valid", [](DbvSearchReq *) {}, 0, ""},
+    {"replace indicator", [](DbvSearchReq *r) { r->fReplaceIndicator = 2; }, 72,
+     "Invalid boolean value psSearchReq->fReplaceIndicator given"},
+    {"no databases",
+     [](DbvSearchReq *r) {
+         ClearField(&DbvDesc_SearchReq, r, "ppsDatabaseNames");
+     },
+     64, Missing("psSearchReq->ppsDatabaseNames")},
+    {"element set name", [](DbvSearchReq *r) { Reselect(&DbvDesc_ElementSetNames, r->psSmallSetElementNames, EST_DatabaseSpecific); }, 64,
+     Missing("psSearchReq->psSmallSetElementNames->uElementSet.ppsElementSetsDbSpecific")},
+    {"element set type", [](DbvSearchReq *r) { Reselect(&DbvDesc_ElementSetNames, r->psSmallSetElementNames, 0); }, 66,
+     OutOfRange("psSearchReq->psSmallSetElementNames->eElementSetType")},
+    {"record syntax", [](DbvSearchReq *r) { SetText(r->pcPreferredRecordSyntax, "1.2.840.x"); }, 73,
+     "Invalid oid value psSearchReq->pcPreferredRecordSyntax given"},
+    {"no query",
+     [](DbvSearchReq *r) {
+         ClearField(&DbvDesc_SearchReq, r, "psQuery");
+     },
+     64, Missing("psSearchReq->psQuery")},
+    {"query type", [](DbvSearchReq *r) { Reselect(&DbvDesc_Query, r->psQuery, 9); }, 66, OutOfRange("psSearchReq->psQuery->eQueryType")},
+    {"query member", [](DbvSearchReq *r) { Reselect(&DbvDesc_Query, r->psQuery, QT_Iso8777); }, 64,
+     Missing("psSearchReq->psQuery->uQuery.psIso8777Query")},
+    {"no attribute set", [](DbvSearchReq *r) { SetText(r->psQuery->uQuery.psRpnQuery->pcAttributeSetId, nullptr); }, 73,
+     "Invalid oid value " + std::string(kQuery) + "pcAttributeSet given"},
+    {"structure type", [](DbvSearchReq *r) { Reselect(&DbvDesc_RPNStructure, &r->psQuery->uQuery.psRpnQuery->sRpnStructure, 3); }, 66,
+     OutOfRange(std::string(kQuery) + "sRpnStructure.eRpnStructureType")},
+    {"malformed attribute set of an attribute",
+     [](DbvSearchReq *r) {
+         DbvAttributesPlusTerm *t = r->psQuery->uQuery.psRpnQuery->sRpnStructure.uRPNStructure.psRpnLopRopOperator
+                                        ->psLeftOperand->uRPNStructure.psRpnOperand->uOperand.psAttributesPlusTerm;
+         SetText(t->ppsAttributeElement[1]->pcAttributeSetId, "bib-1");
+     },
+     64, Missing(kTitle + "ppsAttributeElement[1]->pcAttributeSetId")},
+    {"string of a complex attribute value",
+     [](DbvSearchReq *r) {
+         DbvAttributesPlusTerm *t = r->psQuery->uQuery.psRpnQuery->sRpnStructure.uRPNStructure.psRpnLopRopOperator
+                                        ->psLeftOperand->uRPNStructure.psRpnOperand->uOperand.psAttributesPlusTerm;
+         Reselect(&DbvDesc_StringOrNumeric,
+                  t->ppsAttributeElement[1]->sAttributeValue.uAttributeValue.psComplexValue->ppsList[0], 0);
+     },
+     66,
+     OutOfRange(kTitle + "ppsAttributeElement[1]->sAttributeValue.uAttributeValue.psComplexValue->ppsList[0]->"
+                         "eStringOrNumeric")},
+    {"empty attribute list",
+     [](DbvSearchReq *r) {
+         DbvAttributesPlusTerm *t = r->psQuery->uQuery.psRpnQuery->sRpnStructure.uRPNStructure.psRpnLopRopOperator
+                                        ->psLeftOperand->uRPNStructure.psRpnOperand->uOperand.psAttributesPlusTerm;
+         ClearField(&DbvDesc_AttributesPlusTerm, t, "ppsAttributeElement");
+         t->ppsAttributeElement = List<DbvAttributeElement>({});
+     },
+     0, ""},
+    {"no attribute list",
+     [](DbvSearchReq *r) {
+         DbvAttributesPlusTerm *t = r->psQuery->uQuery.psRpnQuery->sRpnStructure.uRPNStructure.psRpnLopRopOperator
+                                        ->psLeftOperand->uRPNStructure.psRpnOperand->uOperand.psAttributesPlusTerm;
+         ClearField(&DbvDesc_AttributesPlusTerm, t, "ppsAttributeElement");
+     },
+     64, Missing(kTitle + "ppsAttributeElement")},
+    {"numeric term with anything in the union",
+     [](DbvSearchReq *r) {
+         DbvTerm *t = &r->psQuery->uQuery.psRpnQuery->sRpnStructure.uRPNStructure.psRpnLopRopOperator->psLeftOperand
+                           ->uRPNStructure.psRpnOperand->uOperand.psAttributesPlusTerm->sTerm;
+         Reselect(&DbvDesc_Term, t, TT_Numeric);
+         t->uTerm.ulNumeric = 0xDEADBEEF;
+     },
+     0, ""},
+    {"term type",
+     [](DbvSearchReq *r) {
+         Reselect(&DbvDesc_Term,
+                  &r->psQuery->uQuery.psRpnQuery->sRpnStructure.uRPNStructure.psRpnLopRopOperator->psLeftOperand
+                       ->uRPNStructure.psRpnOperand->uOperand.psAttributesPlusTerm->sTerm,
+                  9);
+     },
+     66, OutOfRange(kTitle + "sTerm.eTermType")},
+    {"operator type",
+     [](DbvSearchReq *r) {
+         r->psQuery->uQuery.psRpnQuery->sRpnStructure.uRPNStructure.psRpnLopRopOperator->sOperator.eOperatorType = 0;
+     },
+     66, OutOfRange(std::string(kRoot) + "sOperator.eOperatorType")},
+    {"known proximity unit 11",
+     [](DbvSearchReq *r) {
+         r->psQuery->uQuery.psRpnQuery->sRpnStructure.uRPNStructure.psRpnLopRopOperator->psRightOperand->uRPNStructure
+             .psRpnLopRopOperator->sOperator.psProximityOperator->sProximityUnitCode.uProximityUnit.eKnownProximityUnit =
+             KPU_Byte;
+     },
+     0, ""},
+    {"known proximity unit 12",
+     [](DbvSearchReq *r) {
+         r->psQuery->uQuery.psRpnQuery->sRpnStructure.uRPNStructure.psRpnLopRopOperator->psRightOperand->uRPNStructure
+             .psRpnLopRopOperator->sOperator.psProximityOperator->sProximityUnitCode.uProximityUnit.eKnownProximityUnit = 12;
+     },
+     66,
+     OutOfRange(kProx + "sOperator.psProximityOperator->sProximityUnitCode.uProximityUnit.eKnownProximityUnit")},
+    {"proximity exclusion",
+     [](DbvSearchReq *r) {
+         *r->psQuery->uQuery.psRpnQuery->sRpnStructure.uRPNStructure.psRpnLopRopOperator->psRightOperand->uRPNStructure
+              .psRpnLopRopOperator->sOperator.psProximityOperator->pfExclusion = -1;
+     },
+     72, "Invalid boolean value " + kProx + "sOperator.psProximityOperator->pfExclusion given"},
+    {"no right operand",
+     [](DbvSearchReq *r) {
+         DbvRpnLopRopOperator *op = r->psQuery->uQuery.psRpnQuery->sRpnStructure.uRPNStructure.psRpnLopRopOperator;
+         ClearField(&DbvDesc_RpnLopRopOperator, op, "psRightOperand");
+     },
+     64, Missing(std::string(kRoot) + "psRightOperand")},
+};
+
+const Case<DbvPresentReq> kPresent[] = {
+    {"valid", [](DbvPresentReq *) {}, 0, ""},
+    {"composition type", [](DbvPresentReq *r) { Reselect(&DbvDesc_RecordComposition, r->psRecordComposition, 3); }, 66,
+     OutOfRange("psPresentReq->psRecordComposition->eRecordCompositionType")},
+    {"alternative syntax flag",
+     [](DbvPresentReq *r) { r->psRecordComposition->uRecordComposition.psCompSpec->fSelectAlternativeSyntax = 7; }, 72,
+     "Invalid boolean value psPresentReq->psRecordComposition->uRecordComposition.psCompSpec->fSelectAlternativeSyntax "
+     "given"},
+    {"database specific schema",
+     [](DbvPresentReq *r) {
+         SetText(r->psRecordComposition->uRecordComposition.psCompSpec->ppsDbSpecific[0]->sSpecification.pcSchema, ".1");
+     },
+     73,
+     "Invalid oid value psPresentReq->psRecordComposition->uRecordComposition.psCompSpec->ppsDbSpecific[0]->"
+     "sSpecification.pcSchema given"},
+    {"record syntax entry",
+     [](DbvPresentReq *r) { SetText(r->psRecordComposition->uRecordComposition.psCompSpec->ppcRecordSyntax[1], "1.2.3."); },
+     73, "Invalid oid value psPresentReq->psRecordComposition->uRecordComposition.psCompSpec->ppcRecordSyntax[1] given"},
+    {"element specification",
+     [](DbvPresentReq *r) {
+         DbvElementSpec *e = r->psRecordComposition->uRecordComposition.psCompSpec->psGeneric->psElementSpec;
+         Reselect(&DbvDesc_ElementSpec, e, EST_External);
+     },
+     64,
+     Missing("psPresentReq->psRecordComposition->uRecordComposition.psCompSpec->psGeneric->psElementSpec->"
+             "uElementSpec.psExternal")},
+};
+
+const Case<DbvScanReq> kScan[] = {
+    {"valid", [](DbvScanReq *) {}, 0, ""},
+    {"no databases",
+     [](DbvScanReq *r) {
+         ClearField(&DbvDesc_ScanReq, r, "ppsDatabaseNames");
+     },
+     64, Missing("psScanReq->ppsDatabaseNames")},
+    {"attribute set", [](DbvScanReq *r) { SetText(r->pcAttributeSetId, ""); }, 73,
+     "Invalid oid value psScanReq->pcAttributeSetId given"},
+    {"start term", [](DbvScanReq *r) { Reselect(&DbvDesc_Term, &r->sAttributesPlusTerm.sTerm, TT_DateTime); }, 64,
+     Missing("psScanReq->sAttributesPlusTerm.sTerm.uTerm.pcDateTime")},
+};
+
+TEST(DbvCheck, InitializeRequests)
+{
+    RunCases(kInitialize, std::size(kInitialize), ValidInitializeRequest, DbvCheckInitializeRequest, DbvFreeInitializeReq);
+}
+
+TEST(DbvCheck, SearchRequests)
+{
+    RunCases(kSearch, std::size(kSearch), ValidSearchRequest, DbvCheckSearchRequest, DbvFreeSearchReq);
+}
+
+TEST(DbvCheck, PresentRequests)
+{
+    RunCases(kPresent, std::size(kPresent), ValidPresentRequest, DbvCheckPresentRequest, DbvFreePresentReq);
+}
+
+TEST(DbvCheck, ScanRequests)
+{
+    RunCases(kScan, std::size(kScan), ValidScanRequest, DbvCheckScanRequest, DbvFreeScanReq);
+}
+
+TEST(DbvCheck, NoRequest)
+{
+    SIError *error = nullptr;
+    EXPECT_EQ(DbvCheckSearchRequest(-1, nullptr, &error), SI_NOTOK);
+    EXPECT_EQ(std::string(error->pcDiagnostics), "Missing compulsory field psSearchReq");
+    SIFreeError(error);
+}
+
+TEST(DbvCheck, PathTooLongForTheMessageKeepsItsEnd)
+{
+    // A query nested so deep that its path is longer than the message.
+    DbvSearchReq *r = ValidSearchRequest();
+    DbvRPNStructure *top = &r->psQuery->uQuery.psRpnQuery->sRpnStructure;
+    for (int i = 0; i < 120; i++) {
+        DbvRpnLopRopOperator *node = top->uRPNStructure.psRpnLopRopOperator;
+        DbvRPNStructure *wrapped = New<DbvRPNStructure>();
+        *wrapped = *top;
+        DbvRpnLopRopOperator *outer = New<DbvRpnLopRopOperator>();
+        outer->psLeftOperand = wrapped;
+        outer->psRightOperand = DbvCopyRPNStructure(node->psRightOperand);
+        outer->sOperator.eOperatorType = OPR_Or;
+        top->uRPNStructure.psRpnLopRopOperator = outer;
+    }
+    DbvRPNStructure *deepest = top;
+    while (deepest->eRpnStructureType == RST_RpnLopRopOperator)
+        deepest = deepest->uRPNStructure.psRpnLopRopOperator->psLeftOperand;
+    Reselect(&DbvDesc_Term, &deepest->uRPNStructure.psRpnOperand->uOperand.psAttributesPlusTerm->sTerm, 0);
+    SIError *error = nullptr;
+    ASSERT_EQ(DbvCheckSearchRequest(-1, r, &error), SI_NOTOK);
+    std::string message = error->pcDiagnostics;
+    EXPECT_EQ(message.size(), DBV_CHECK_TEXT_SIZE - 1u);
+    const std::string end = "psAttributesPlusTerm->sTerm.eTermType contains a value which is out of its range";
+    EXPECT_EQ(message.substr(message.size() - end.size()), end);
+    EXPECT_NE(message.substr(0, 12), "psSearchReq-");
+    SIFreeError(error);
+    DbvFreeSearchReq(r);
+}
+
+TEST(DbvCheck, IdentifierSyntax)
+{
+    const struct {
+        const char *oid;
+        int valid;
+    } cases[] = {{"1.2.840.10003.5.10", 1}, {"1", 1}, {"", 0}, {".1", 0}, {"1.", 0}, {"1..2", 0}, {"1.2a", 0},
+                 {"1.2 ", 0}, {nullptr, 0}};
+    for (const auto &c : cases)
+        EXPECT_EQ(DbvOidIsValid(c.oid), c.valid) << (c.oid ? c.oid : "NULL");
+    std::string longest = "1." + std::string(996, '2');
+    EXPECT_EQ(DbvOidIsValid(longest.c_str()), 1);
+    EXPECT_EQ(DbvOidIsValid((longest + "2").c_str()), 0);
+}
+
+} // namespace

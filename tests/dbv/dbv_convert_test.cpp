@@ -1,0 +1,269 @@
+// DBV trees through the codec and the wire and back: every PDU kind, filled
+// field by field from its descriptor; the record syntaxes the client reads;
+// the mappings that are not one to one; and the PDUs of real targets.
+#include <cstring>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "asn/asn_registry.h"
+#include "dbv_convert.h"
+#include "tests/asn/builders.h"
+#include "tests/dbv/dbv_testkit.h"
+
+namespace {
+
+void ExpectRoundTrip(const DbvPdu *pdu, const std::string &what)
+{
+    DbvPdu *back = RoundTrip(pdu);
+    ASSERT_NE(back, nullptr) << what;
+    EXPECT_TRUE(DbvTreeEqual(&DbvDesc_Pdu, pdu, back)) << what;
+    DbvFreePdu(back);
+}
+
+TEST(DbvRoundTrip, EveryPduKindKeepsEveryField)
+{
+    for (uint32_t i = 0; i < DbvDesc_Pdu.ulFieldCount; i++) {
+        const DbvFieldDesc *alt = &DbvDesc_Pdu.psFields[i];
+        for (unsigned seed = 0; seed < 12; seed++) {
+            DbvPdu *pdu = FilledPdu(alt->lSelector, seed);
+            ExpectRoundTrip(pdu, std::string(alt->pcName) + " seed " + std::to_string(seed));
+            DbvFreePdu(pdu);
+        }
+    }
+}
+
+TEST(DbvRoundTrip, RecordSyntaxesOfPresentResponses)
+{
+    const int types[] = {AT_UnstructuredText, AT_OpacRecord, AT_SummaryRecord, AT_GenericRecord};
+    for (int type : types) {
+        for (unsigned seed = 0; seed < 6; seed++) {
+            DbvPresentRsp *rsp = New<DbvPresentRsp>();
+            rsp->ulNumberOfRecordsReturned = 1;
+            rsp->ulNextResultSetPosition = 2;
+            rsp->psRecords = New<DbvRecords>();
+            rsp->psRecords->eRecordsType = RT_Response;
+            DbvNamePlusRecord *record = New<DbvNamePlusRecord>();
+            record->psDatabaseName = Octets("Default");
+            record->sRecord.eRecordType = DRT_Retrieval;
+            record->sRecord.uRecord.psRetrievalRecord = New<DbvExternal>();
+            FillTypedExternal(record->sRecord.uRecord.psRetrievalRecord, type, seed);
+            rsp->psRecords->uRecords.ppsResponseRecords = List<DbvNamePlusRecord>({record});
+            DbvPdu *pdu = New<DbvPdu>();
+            pdu->ePduType = DPT_PresentResponse;
+            pdu->uPdu.psPresentResponse = rsp;
+            ExpectRoundTrip(pdu, std::string(DbvEnumName(&DbvEnum_AT, type)) + " seed " + std::to_string(seed));
+            DbvFreePdu(pdu);
+        }
+    }
+}
+
+} // namespace
+
+namespace {
+
+// -- the irregular mappings, seen on the codec side
+
+DbvOperator *ConvertedOperator(int type, Operator **asn)
+{
+    DbvOperator *op = New<DbvOperator>();
+    op->eOperatorType = type;
+    EXPECT_EQ(DbvOperatorToAsn(op, asn), DBV_CONVERT_OK);
+    return op;
+}
+
+TEST(DbvConvert, OperatorsMapToTheProtocolsOrder)
+{
+    const struct {
+        int dbv;
+        uint32_t asn;
+    } cases[] = {{OPR_Or, Operator_or_}, {OPR_And, Operator_and_}, {OPR_AndNot, Operator_and_not}};
+    for (const auto &c : cases) {
+        Operator *asn = nullptr;
+        DbvOperator *op = ConvertedOperator(c.dbv, &asn);
+        ASSERT_NE(asn, nullptr);
+        EXPECT_EQ(asn->choiceId, c.asn) << DbvEnumName(DbvDesc_Operator.psSelectorEnum, c.dbv);
+        EXPECT_NE(asn->a.and_, nullptr); // the NULL alternative is present
+        DbvOperator *back = nullptr;
+        ASSERT_EQ(DbvOperatorFromAsn(asn, &back), DBV_CONVERT_OK);
+        EXPECT_EQ(back->eOperatorType, c.dbv);
+        DbvFreeOperator(back);
+        DbvFreeOperator(op);
+        FreeOperator(asn);
+        MemFree(asn);
+    }
+}
+
+TEST(DbvConvert, IdentifiersBitStringsAndOctets)
+{
+    DbvInitializeReq *init = ValidInitializeRequest();
+    SetText(init->pcProtocolVersion, "1101");
+    SetText(init->psUserInformationField->ObjectIdentifier, "1.2.840.10003.5.100");
+    InitializeRequest *asn = nullptr;
+    ASSERT_EQ(DbvInitializeReqToAsn(init, &asn), DBV_CONVERT_OK);
+    EXPECT_EQ(asn->protocolVersion->bitLen, 4u);
+    EXPECT_EQ(asn->protocolVersion->bits[0], 0xD0);
+    const unsigned char explain[] = {0x2A, 0x86, 0x48, 0xCE, 0x13, 0x05, 0x64};
+    ASSERT_EQ(asn->userInformationField->directReference->octetLen, sizeof explain);
+    EXPECT_EQ(std::memcmp(asn->userInformationField->directReference->octs, explain, sizeof explain), 0);
+    EXPECT_EQ(Text(asn->implementationName), "Kestra Z39.50 Client");
+    EXPECT_EQ(asn->preferredMessageSize, 10000);
+    DbvInitializeReq *back = nullptr;
+    ASSERT_EQ(DbvInitializeReqFromAsn(asn, &back), DBV_CONVERT_OK);
+    EXPECT_STREQ(back->pcProtocolVersion, "1101");
+    EXPECT_STREQ(back->psUserInformationField->ObjectIdentifier, "1.2.840.10003.5.100");
+    EXPECT_TRUE(DbvTreeEqual(&DbvDesc_InitializeReq, init, back));
+    DbvFreeInitializeReq(back);
+    DbvFreeInitializeReq(init);
+    FreeInitializeRequest(asn);
+    MemFree(asn);
+}
+
+TEST(DbvConvert, TypedExternalWithoutIdentifierIsSentUnderItsOwn)
+{
+    DbvExternal *e = New<DbvExternal>();
+    FillTypedExternal(e, AT_OpacRecord, 3);
+    SetText(e->ObjectIdentifier, nullptr);
+    DbvNamePlusRecord *npr = New<DbvNamePlusRecord>();
+    npr->sRecord.eRecordType = DRT_Retrieval;
+    npr->sRecord.uRecord.psRetrievalRecord = e;
+    NamePlusRecord *asn = nullptr;
+    ASSERT_EQ(DbvNamePlusRecordToAsn(npr, &asn), DBV_CONVERT_OK);
+    DbvNamePlusRecord *back = nullptr;
+    ASSERT_EQ(DbvNamePlusRecordFromAsn(asn, &back), DBV_CONVERT_OK);
+    const DbvExternal *got = back->sRecord.uRecord.psRetrievalRecord;
+    EXPECT_STREQ(got->ObjectIdentifier, "1.2.840.10003.5.102");
+    ASSERT_EQ(got->eValueType, EVT_SingleASN1Type);
+    EXPECT_EQ(got->uExternalValue.psSingleASN1Type->eASN1Type, AT_OpacRecord);
+    EXPECT_TRUE(DbvTreeEqual(&DbvDesc_OPACRecord, e->uExternalValue.psSingleASN1Type->uASN1.psOpacRecord,
+                             got->uExternalValue.psSingleASN1Type->uASN1.psOpacRecord));
+    DbvFreeNamePlusRecord(back);
+    DbvFreeNamePlusRecord(npr);
+    FreeNamePlusRecord(asn);
+    MemFree(asn);
+}
+
+// -- PDUs of real targets (tests/asn/fixtures, captured from yaz-ztest and
+// Zebra): into DBV, spot checks, and back out to the same tree.
+
+const DbvExternal *FirstRecord(const DbvPdu *pdu)
+{
+    const DbvRecords *records = pdu->uPdu.psPresentResponse->psRecords;
+    if (!records || records->eRecordsType != RT_Response || !records->uRecords.ppsResponseRecords)
+        return nullptr;
+    const DbvRecord *record = &records->uRecords.ppsResponseRecords[0]->sRecord;
+    return record->eRecordType == DRT_Retrieval ? record->uRecord.psRetrievalRecord : nullptr;
+}
+
+int RecordType(const DbvPdu *pdu)
+{
+    const DbvExternal *e = FirstRecord(pdu);
+    if (!e)
+        return -1;
+    return e->eValueType == EVT_SingleASN1Type ? e->uExternalValue.psSingleASN1Type->eASN1Type : -e->eValueType;
+}
+
+struct FixtureCase {
+    const char *file;
+    int pduType;
+    void (*check)(const DbvPdu *);
+};
+
+const FixtureCase kFixtures[] = {
+    {"ztest-init.ber", DPT_InitResponse,
+     [](const DbvPdu *p) {
+         const DbvInitializeRsp *r = p->uPdu.psInitResponse;
+         EXPECT_EQ(std::string(r->pcProtocolVersion).substr(0, 3), "111");
+         EXPECT_EQ(r->ulMaxmiumMessageSize, 1048576u);
+         EXPECT_EQ(r->fResult, DBV_TRUE);
+         EXPECT_EQ(std::string(reinterpret_cast<char *>(r->psImplementationName->pbData)), "GFS/YAZ");
+     }},
+    {"zebra-init.ber", DPT_InitResponse, [](const DbvPdu *p) { EXPECT_EQ(p->uPdu.psInitResponse->fResult, DBV_TRUE); }},
+    {"ztest-search.ber", DPT_SearchResponse,
+     [](const DbvPdu *p) { EXPECT_GT(p->uPdu.psSearchResponse->ulResultCount, 0u); }},
+    {"zebra-search.ber", DPT_SearchResponse,
+     [](const DbvPdu *p) { EXPECT_GT(p->uPdu.psSearchResponse->ulResultCount, 0u); }},
+    {"zebra-search-diagnostic.ber", DPT_SearchResponse,
+     [](const DbvPdu *p) {
+         const DbvSearchRsp *r = p->uPdu.psSearchResponse;
+         ASSERT_NE(r->peResultSetStatus, nullptr);
+         EXPECT_EQ(*r->peResultSetStatus, RSS_None);
+         ASSERT_EQ(r->psRecords->eRecordsType, RT_NonSurrDiagnostics);
+         const DbvDefaultDiagFormat *d = r->psRecords->uRecords.psNonSurrogateDiagnostic;
+         EXPECT_STREQ(d->pcDiagnosticSetId, "1.2.840.10003.4.1");
+         EXPECT_EQ(d->ulCondition, 109u);
+         EXPECT_EQ(d->sAdditionalInfo.eProtocolVersionInForce, PVIF_Version2);
+         EXPECT_STREQ(d->sAdditionalInfo.uAdditionalInfo.pcV2, "nodb");
+     }},
+    {"ztest-search-diagnostic.ber", DPT_SearchResponse,
+     [](const DbvPdu *p) { EXPECT_NE(p->uPdu.psSearchResponse->psRecords, nullptr); }},
+    {"ztest-present-sutrs.ber", DPT_PresentResponse,
+     [](const DbvPdu *p) { EXPECT_EQ(RecordType(p), AT_UnstructuredText); }},
+    {"zebra-present-sutrs.ber", DPT_PresentResponse,
+     [](const DbvPdu *p) { EXPECT_EQ(RecordType(p), AT_UnstructuredText); }},
+    {"ztest-present-opac.ber", DPT_PresentResponse,
+     [](const DbvPdu *p) {
+         ASSERT_EQ(RecordType(p), AT_OpacRecord);
+         const DbvOPACRecord *opac = FirstRecord(p)->uExternalValue.psSingleASN1Type->uASN1.psOpacRecord;
+         ASSERT_NE(opac->psBibliographicRecord, nullptr);
+         EXPECT_EQ(opac->psBibliographicRecord->eValueType, EVT_OctetAligned);
+         EXPECT_GT(DbvListCount(opac->ppsHoldingsData), 0u);
+     }},
+    {"ztest-present-usmarc.ber", DPT_PresentResponse,
+     [](const DbvPdu *p) {
+         ASSERT_EQ(RecordType(p), -EVT_OctetAligned);
+         const DbvExternal *e = FirstRecord(p);
+         EXPECT_STREQ(e->ObjectIdentifier, "1.2.840.10003.5.10");
+         // The raw MARC record: its leader starts with the record length.
+         const DbvOctetString *marc = e->uExternalValue.psOctetAligned;
+         EXPECT_EQ(std::string(reinterpret_cast<char *>(marc->pbData), 5), std::to_string(100000 + marc->ulLength).substr(1));
+     }},
+    {"zebra-present-usmarc.ber", DPT_PresentResponse,
+     [](const DbvPdu *p) { EXPECT_EQ(RecordType(p), -EVT_OctetAligned); }},
+    {"zebra-present-grs1.ber", DPT_PresentResponse,
+     [](const DbvPdu *p) {
+         ASSERT_EQ(RecordType(p), AT_GenericRecord);
+         DbvTaggedElement **grs = FirstRecord(p)->uExternalValue.psSingleASN1Type->uASN1.psGenericRecord;
+         ASSERT_GE(DbvListCount(grs), 2u);
+         EXPECT_EQ(*grs[0]->pulTagType, 1u);
+     }},
+    {"zebra-present-summary.ber", DPT_PresentResponse,
+     [](const DbvPdu *p) {
+         const DbvRecord *r = &p->uPdu.psPresentResponse->psRecords->uRecords.ppsResponseRecords[0]->sRecord;
+         ASSERT_EQ(r->eRecordType, DRT_SurrogateDiagnostics);
+         EXPECT_EQ(r->uRecord.psSurrogateDiagnostic->uDiagnostics.psDefault->ulCondition, 238u);
+     }},
+    {"zebra-scan.ber", DPT_ScanResponse,
+     [](const DbvPdu *p) {
+         const DbvScanRsp *r = p->uPdu.psScanResponse;
+         EXPECT_EQ(r->eScanStatus, SCS_Success);
+         ASSERT_NE(r->psEntries, nullptr);
+         ASSERT_EQ(DbvListCount(r->psEntries->ppsEntry), r->ulNumberOfEntriesReturned);
+         const DbvTermInfo *t = r->psEntries->ppsEntry[0]->uEntry.psTermInfo;
+         EXPECT_EQ(std::string(reinterpret_cast<char *>(t->sTerm.uTerm.psGeneral->pbData)), "analyzed");
+     }},
+    {"ztest-close.ber", DPT_Close, [](const DbvPdu *p) { EXPECT_NE(p->uPdu.psClose->eCloseReason, CR_Invalid); }},
+    {"zebra-close.ber", DPT_Close, [](const DbvPdu *p) { EXPECT_NE(p->uPdu.psClose->eCloseReason, CR_Invalid); }},
+};
+
+TEST(DbvConvert, RealTargetsPdus)
+{
+    for (const FixtureCase &c : kFixtures) {
+        SCOPED_TRACE(c.file);
+        std::vector<unsigned char> octets = Fixture(c.file);
+        ASSERT_FALSE(octets.empty());
+        PDU *asn = Decode(octets);
+        ASSERT_NE(asn, nullptr);
+        DbvPdu *pdu = nullptr;
+        ASSERT_EQ(DbvPduFromAsn(asn, &pdu), DBV_CONVERT_OK);
+        Release(asn);
+        ASSERT_EQ(pdu->ePduType, c.pduType);
+        c.check(pdu);
+        DbvPdu *back = RoundTrip(pdu);
+        EXPECT_TRUE(DbvTreeEqual(&DbvDesc_Pdu, pdu, back));
+        DbvFreePdu(back);
+        DbvFreePdu(pdu);
+    }
+}
+
+} // namespace

@@ -1,0 +1,120 @@
+// The converters and the copy under memory exhaustion: this program brings
+// its own allocator, which fails from the n-th allocation on, and counts
+// the blocks alive. Every n short of success must be reported as out of
+// memory, hand back nothing and leave no block behind.
+#include <cstdlib>
+#include <cstring>
+#include <functional>
+
+#include <gtest/gtest.h>
+
+#include "dbv_convert.h"
+#include "tests/asn/builders.h"
+#include "tests/dbv/dbv_testkit.h"
+
+namespace {
+
+long gAllocationsLeft = -1; // -1: no limit
+long gAlive = 0;
+
+union Header {
+    size_t size;
+    max_align_t align;
+};
+
+} // namespace
+
+extern "C" void *MemAlloc(size_t size)
+{
+    if (gAllocationsLeft == 0)
+        return nullptr;
+    if (gAllocationsLeft > 0)
+        gAllocationsLeft--;
+    Header *h = static_cast<Header *>(std::calloc(1, sizeof(Header) + (size ? size : 1)));
+    if (!h)
+        return nullptr;
+    h->size = size;
+    gAlive++;
+    return h + 1;
+}
+
+extern "C" void MemFree(void *block)
+{
+    if (!block)
+        return;
+    gAlive--;
+    std::free(static_cast<Header *>(block) - 1);
+}
+
+extern "C" void *MemRealloc(void *block, size_t size)
+{
+    void *grown = MemAlloc(size);
+    if (grown && block) {
+        size_t old = (static_cast<Header *>(block) - 1)->size;
+        std::memcpy(grown, block, old < size ? old : size);
+        MemFree(block);
+    }
+    return grown;
+}
+
+namespace {
+
+// Runs step (true: it succeeded) with ever later failing allocations until
+// it succeeds; each failure must leave as many blocks alive as before.
+// The number of allocations the step needs.
+long ExpectCleanFailures(const std::function<bool()> &step)
+{
+    for (long n = 0; n < 100000; n++) {
+        long alive = gAlive;
+        gAllocationsLeft = n;
+        bool done = step();
+        gAllocationsLeft = -1;
+        if (done)
+            return n;
+        EXPECT_EQ(gAlive, alive) << "after failing allocation " << n;
+    }
+    ADD_FAILURE() << "never succeeded";
+    return 0;
+}
+
+TEST(DbvNoMemory, ConvertersAndCopyFailCleanly)
+{
+    for (int type : {DPT_SearchRequest, DPT_PresentResponse, DPT_ScanResponse, DPT_InitRequest}) {
+        SCOPED_TRACE(type);
+        DbvPdu *pdu = FilledPdu(type, 3);
+        PDU *asn = nullptr;
+        ASSERT_EQ(DbvPduToAsn(pdu, &asn), DBV_CONVERT_OK); // registers the codec's types once
+
+        EXPECT_GT(ExpectCleanFailures([&] {
+            PDU *out = reinterpret_cast<PDU *>(1);
+            int result = DbvPduToAsn(pdu, &out);
+            if (result == DBV_CONVERT_OK) {
+                Release(out);
+                return true;
+            }
+            EXPECT_EQ(result, DBV_CONVERT_NO_MEMORY);
+            EXPECT_EQ(out, nullptr);
+            return false;
+        }), 20);
+        EXPECT_GT(ExpectCleanFailures([&] {
+            DbvPdu *out = reinterpret_cast<DbvPdu *>(1);
+            int result = DbvPduFromAsn(asn, &out);
+            if (result == DBV_CONVERT_OK) {
+                EXPECT_TRUE(DbvTreeEqual(&DbvDesc_Pdu, pdu, out));
+                DbvFreePdu(out);
+                return true;
+            }
+            EXPECT_EQ(out, nullptr);
+            return false;
+        }), 20);
+        EXPECT_GT(ExpectCleanFailures([&] {
+            DbvPdu *copy = DbvCopyPdu(pdu);
+            DbvFreePdu(copy);
+            return copy != nullptr;
+        }), 20);
+        Release(asn);
+        DbvFreePdu(pdu);
+    }
+}
+
+} // namespace
