@@ -6,5 +6,6 @@
 #include "dbv/si_api.h"
 #include "dbv_types.h"
 #include "dbv/dbv_check.h"
+#include "dbv/dbv_request.h"
 
 #endif
