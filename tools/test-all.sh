@@ -67,6 +67,10 @@ if [ -x "$root/fuzz/run.sh" ]; then
   tail -n 5 "$build/fuzz.log"
 fi
 
+step "Benchmarks (figures only, not tests)"
+"$build/native/bin/codec_bench" --benchmark_min_time=0.2 || echo "test-all: codec benchmark did not run"
+cmake --build "$build/native" --target run_toolkit_bench || echo "test-all: toolkit benchmark did not run"
+
 echo
 echo "${passed} passed, ${failed} failed"
 [ "$failed" -eq 0 ]
