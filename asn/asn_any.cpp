@@ -41,7 +41,7 @@ uint32_t IntHash(AsnInt key)
 }
 
 // Returns false only when memory ran out.
-bool Insert(HashTable **root, uint32_t hash, AnyInfo *entry)
+bool InsertNew(HashTable **root, uint32_t hash, AnyInfo *entry)
 {
     if (!*root && !(*root = static_cast<HashTable *>(MemAlloc(sizeof(HashTable)))))
         return false;
@@ -87,6 +87,16 @@ AnyInfo *Lookup(const HashTable *table, uint32_t hash)
         table = slot->table;
     }
     return nullptr;
+}
+
+// Takes the entry over: a key already present keeps its first entry, and
+// an entry that is not stored is freed. False only when memory ran out.
+bool Insert(HashTable **root, uint32_t hash, AnyInfo *entry)
+{
+    bool stored = InsertNew(root, hash, entry);
+    if (Lookup(*root, hash) != entry)
+        MemFree(entry);
+    return stored;
 }
 
 AnyInfo *NewInfo(int32_t anyId, uint32_t size, AsnEncodeFn encode, AsnDecodeFn decode, AsnFreeFn free,

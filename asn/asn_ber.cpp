@@ -69,7 +69,8 @@ void CopyOut(ASN_Buffer *b, AsnLen len, AsnOcts *result, int shortCode)
         ASN_Abort(shortCode);
     }
     result->octs = static_cast<unsigned char *>(ASN_DecAlloc(len));
-    std::memcpy(result->octs, b->readLoc, len);
+    if (len)
+        std::memcpy(result->octs, b->readLoc, len);
     b->readLoc += len;
     result->octetLen = len;
 }

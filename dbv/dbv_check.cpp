@@ -176,6 +176,38 @@ bool CheckOtherInformationList(Walk &w, DbvOtherInformation *const *list, const 
     return EachEntry(w, list, name, "->", [&](const DbvOtherInformation *o) { return CheckOtherInformation(w, o); });
 }
 
+bool CheckDiagnostic(Walk &w, const DbvDiagnostic *d)
+{
+    switch (d->eDiagnosticsType) {
+    case DT_DefaultFormat: {
+        const DbvDefaultDiagFormat *f = d->uDiagnostics.psDefault;
+        return Compulsory(w, f, "uDiagnostics.psDefault") && Within(w, "uDiagnostics.psDefault->", [&] {
+                   const DbvAdditionalInfo *a = &f->sAdditionalInfo;
+                   if (!Oid(w, f->pcDiagnosticSetId, "pcDiagnosticSetId"))
+                       return false;
+                   return Within(w, "sAdditionalInfo.", [&] {
+                       switch (a->eProtocolVersionInForce) {
+                       case 0: // no additional information
+                           return true;
+                       case PVIF_Version2:
+                           return Compulsory(w, a->uAdditionalInfo.pcV2, "uAdditionalInfo.pcV2");
+                       case PVIF_Version3:
+                           return Compulsory(w, a->uAdditionalInfo.psV3, "uAdditionalInfo.psV3");
+                       default:
+                           return OutOfRange(w, "eProtocolVersionInForce");
+                       }
+                   });
+               });
+    }
+    case DT_ExternallyDefined:
+        return Compulsory(w, d->uDiagnostics.psExternallyDefined, "uDiagnostics.psExternallyDefined") &&
+               Within(w, "uDiagnostics.psExternallyDefined->",
+                      [&] { return CheckExternal(w, d->uDiagnostics.psExternallyDefined); });
+    default:
+        return OutOfRange(w, "eDiagnosticsType");
+    }
+}
+
 bool CheckElementSetNames(Walk &w, const DbvElementSetNames *e)
 {
     switch (e->eElementSetType) {
@@ -358,6 +390,12 @@ bool CheckRpnQuery(Walk &w, const DbvRPNQuery *q)
            Within(w, "sRpnStructure.", [&] { return CheckRpnStructure(w, &q->sRpnStructure); });
 }
 
+bool CheckSqlQuery(Walk &w, const DbvSQLQuery *q)
+{
+    return Compulsory(w, q->sQueryExpression.pbData, "sQueryExpression") &&
+           (!q->pfAbstractDatabaseFlag || Boolean(w, *q->pfAbstractDatabaseFlag, "pfAbstractDatabaseFlag"));
+}
+
 bool CheckQuery(Walk &w, const DbvQuery *q)
 {
     switch (q->eQueryType) {
@@ -375,6 +413,9 @@ bool CheckQuery(Walk &w, const DbvQuery *q)
                Within(w, "uQuery.psErpnQuery->", [&] { return CheckRpnQuery(w, q->uQuery.psErpnQuery); });
     case QT_NaturalLanguage:
         return Compulsory(w, q->uQuery.psNaturalLanguageQuery, "uQuery.psNaturalLanguageQuery");
+    case QT_Sql:
+        return Compulsory(w, q->uQuery.psSQLQuery, "uQuery.psSQLQuery") &&
+               Within(w, "uQuery.psSQLQuery->", [&] { return CheckSqlQuery(w, q->uQuery.psSQLQuery); });
     default:
         return OutOfRange(w, "eQueryType");
     }
@@ -523,6 +564,11 @@ int DbvCheckScanRequest(DbvAssocId lAssocId, const DbvScanReq *psScanReq, SIErro
                Within(w, "sAttributesPlusTerm.", [&] { return CheckAttributesPlusTerm(w, &r->sAttributesPlusTerm); }) &&
                CheckOtherInformationList(w, r->ppsOtherInformation, "ppsOtherInformation");
     });
+}
+
+int DbvCheckDiagnostic(DbvAssocId lAssocId, const DbvDiagnostic *psDiagnostic, SIError **ppsError)
+{
+    return Run(lAssocId, psDiagnostic, "psDiagnostic", ppsError, CheckDiagnostic);
 }
 
 } // extern "C"

@@ -34,6 +34,9 @@ int DbvCheckInitializeRequest(DbvAssocId lAssocId, const DbvInitializeReq *psIni
 int DbvCheckSearchRequest(DbvAssocId lAssocId, const DbvSearchReq *psSearchReq, SIError **ppsError);
 int DbvCheckPresentRequest(DbvAssocId lAssocId, const DbvPresentReq *psPresentReq, SIError **ppsError);
 int DbvCheckScanRequest(DbvAssocId lAssocId, const DbvScanReq *psScanReq, SIError **ppsError);
+/* A diagnostic record (a default-format diagnostic or an external one), for
+ * the calls that carry one; the path starts at "psDiagnostic". */
+int DbvCheckDiagnostic(DbvAssocId lAssocId, const DbvDiagnostic *psDiagnostic, SIError **ppsError);
 
 /* Dotted decimal of at most 998 characters: digits, single full stops
  * between them. 1 when valid. */

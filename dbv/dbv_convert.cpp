@@ -3,7 +3,11 @@
 // strings as '1'/'0' text and as bits; lists as NULL-terminated arrays and as
 // AsnList. The EXTERNAL is converted by hand: its single-ASN1-type value is an
 // AsnAny whose registry entry the direct reference selects, and whose DBV
-// form is typed by eASN1Type.
+// form is typed by eASN1Type. So are the values that the codec holds in
+// another form: an ANY DEFINED BY value is its BER element in DBV; an open
+// value holding an EXTERNAL (the private query) is the External; and an
+// EXTERNAL carrying a structure under its own identifier (the SQL query) is
+// the structure.
 #include "dbv/dbv_convert.h"
 
 #include <cstring>
@@ -21,11 +25,20 @@ const DbvValueDesc kUint = {DBV_K_UINT, nullptr, nullptr, nullptr};
 const DbvValueDesc kText = {DBV_K_TEXT, nullptr, nullptr, nullptr};
 const DbvValueDesc kOcts = {DBV_K_OCTS, nullptr, nullptr, nullptr};
 const DbvValueDesc kBits = {DBV_K_BITS, nullptr, nullptr, nullptr};
+const AsnTag kExternalTag = 0x28000000u; // [UNIVERSAL 8] constructed
+const int kNoMemory = -27;               // the codec's abort code for it
+const int kNotExternal = -101;
 
 bool ToAsnSlot(const DbvValueDesc *v, uint32_t flags, const void *slot, void *asnSlot);
 bool FromAsnSlot(const DbvValueDesc *v, uint32_t flags, const void *asnSlot, void *slot);
 bool ExternalToAsn(const DbvExternal *from, AsnExternal *to);
 bool ExternalFromAsn(const AsnExternal *from, DbvExternal *to);
+bool AnyToAsn(const DbvOctetString *from, AsnAny *to);
+bool AnyFromAsn(const AsnAny *from, DbvOctetString *to);
+bool ExternalToOpen(const DbvExternal *from, AsnOcts *to);
+bool ExternalFromOpen(const AsnOcts *from, DbvExternal *to);
+bool CarriedToAsn(const DbvTypeDesc *type, const void *from, AsnExternal *to);
+bool CarriedFromAsn(const DbvTypeDesc *type, const AsnExternal *from, void *to);
 
 unsigned char *At(void *base, uint32_t offset)
 {
@@ -55,15 +68,21 @@ size_t AsnSize(const DbvValueDesc *v)
         return v->psType->ulAsnSize;
     case DBV_K_EXTERNAL:
         return sizeof(AsnExternal);
+    case DBV_K_ANY:
+        return sizeof(AsnAny);
     default:
         return sizeof(AsnOcts);
     }
 }
 
-// Places a new zero-filled codec value of v's kind into a pointer slot.
-void *NewAsn(const DbvValueDesc *v, void *asnSlot)
+// Places a new zero-filled codec value of v's kind, or of the form that
+// flags name, into a pointer slot.
+void *NewAsn(const DbvValueDesc *v, uint32_t flags, void *asnSlot)
 {
-    void *value = MemAlloc(AsnSize(v));
+    size_t size = (flags & DBV_F_ASN_OPEN) ? sizeof(AsnOcts)
+                  : (flags & DBV_F_ASN_EXTERNAL) ? sizeof(AsnExternal)
+                                                 : AsnSize(v);
+    void *value = MemAlloc(size);
     *static_cast<void **>(asnSlot) = value;
     return value;
 }
@@ -110,7 +129,7 @@ bool ToAsnFields(const DbvTypeDesc *type, const void *from, void *to)
         // An unknown selector leaves an index that selects nothing.
         *static_cast<uint32_t *>(to) = alt ? static_cast<uint32_t>(alt - type->psFields) : type->ulFieldCount;
         if (alt && alt->sValue.eKind == DBV_K_NULL)
-            return NewAsn(&alt->sValue, At(to, alt->ulAsnOffset)) != nullptr;
+            return NewAsn(&alt->sValue, 0, At(to, alt->ulAsnOffset)) != nullptr;
     }
     return DbvEachMember(type, from, [&](const DbvFieldDesc *f) {
         return ToAsnSlot(&f->sValue, f->ulFlags, At(from, f->ulDbvOffset), At(to, f->ulAsnOffset));
@@ -157,6 +176,8 @@ bool ToAsnValue(const DbvValueDesc *v, const void *from, void *to)
     }
     case DBV_K_EXTERNAL:
         return ExternalToAsn(static_cast<const DbvExternal *>(from), static_cast<AsnExternal *>(to));
+    case DBV_K_ANY:
+        return AnyToAsn(static_cast<const DbvOctetString *>(from), static_cast<AsnAny *>(to));
     default:
         return ToAsnFields(v->psType, from, to);
     }
@@ -174,7 +195,7 @@ bool Absent(const DbvValueDesc *v, uint32_t flags, const void *value)
         return *static_cast<const int *>(value) == 0;
     if (flags & DBV_F_OPTIONAL)
         return DbvSelector(v->psType, value) == 0;
-    return v->eKind == DBV_K_ANY;
+    return v->eKind == DBV_K_ANY && !static_cast<const DbvOctetString *>(value)->pbData;
 }
 
 bool ToAsnSlot(const DbvValueDesc *v, uint32_t flags, const void *slot, void *asnSlot)
@@ -183,8 +204,12 @@ bool ToAsnSlot(const DbvValueDesc *v, uint32_t flags, const void *slot, void *as
     if (Absent(v, flags, value))
         return true;
     void *to = asnSlot;
-    if ((flags & kAsnPtr) && !(to = NewAsn(v, asnSlot)))
+    if ((flags & kAsnPtr) && !(to = NewAsn(v, flags, asnSlot)))
         return false;
+    if (flags & DBV_F_ASN_OPEN)
+        return ExternalToOpen(static_cast<const DbvExternal *>(value), static_cast<AsnOcts *>(to));
+    if (flags & DBV_F_ASN_EXTERNAL)
+        return CarriedToAsn(v->psType, value, static_cast<AsnExternal *>(to));
     return ToAsnValue(v, value, to);
 }
 
@@ -287,6 +312,8 @@ bool FromAsnValue(const DbvValueDesc *v, const void *from, void *to)
     }
     case DBV_K_EXTERNAL:
         return ExternalFromAsn(static_cast<const AsnExternal *>(from), static_cast<DbvExternal *>(to));
+    case DBV_K_ANY:
+        return AnyFromAsn(static_cast<const AsnAny *>(from), static_cast<DbvOctetString *>(to));
     default:
         return FromAsnFields(v->psType, from, to);
     }
@@ -295,7 +322,7 @@ bool FromAsnValue(const DbvValueDesc *v, const void *from, void *to)
 bool FromAsnSlot(const DbvValueDesc *v, uint32_t flags, const void *asnSlot, void *slot)
 {
     const void *from = (flags & kAsnPtr) ? *static_cast<void *const *>(asnSlot) : asnSlot;
-    if (!from || v->eKind == DBV_K_ANY)
+    if (!from)
         return true;
     if (v->eKind == DBV_K_NULL) {
         *static_cast<int *>(slot) = DBV_TRUE;
@@ -309,6 +336,10 @@ bool FromAsnSlot(const DbvValueDesc *v, uint32_t flags, const void *asnSlot, voi
             return false;
         *static_cast<void **>(slot) = to;
     }
+    if (flags & DBV_F_ASN_OPEN)
+        return ExternalFromOpen(static_cast<const AsnOcts *>(from), static_cast<DbvExternal *>(to));
+    if (flags & DBV_F_ASN_EXTERNAL)
+        return CarriedFromAsn(v->psType, static_cast<const AsnExternal *>(from), to);
     return FromAsnValue(v, from, to);
 }
 
@@ -390,7 +421,7 @@ bool ExternalToAsn(const DbvExternal *from, AsnExternal *to)
     // registry entry) goes as no octets.
     if (!to->encoding.octetAligned) {
         to->encodingChoice = AsnExternal_octetAligned;
-        return NewAsn(&kOcts, &to->encoding.octetAligned) && OctsFrom(to->encoding.octetAligned, "", 0);
+        return NewAsn(&kOcts, 0, &to->encoding.octetAligned) && OctsFrom(to->encoding.octetAligned, "", 0);
     }
     return true;
 }
@@ -432,6 +463,177 @@ bool ExternalFromAsn(const AsnExternal *from, DbvExternal *to)
     default:
         return true;
     }
+}
+
+// -- values that the codec holds in another form
+
+// Whole values in the untyped form of a registry entry, encoded into octets
+// and decoded from them.
+bool EncodedOcts(const AnyInfo *info, void *value, AsnOcts *to)
+{
+    ASN_Buffer b;
+    unsigned char none[1];
+    ASN_InitWriteBuffer(&b, none, 0); // measures only
+    AsnLen length = info->encode(&b, value);
+    if (!(to->octs = static_cast<unsigned char *>(MemAlloc(length))))
+        return false;
+    ASN_InitWriteBuffer(&b, to->octs, length);
+    info->encode(&b, value);
+    to->octetLen = length;
+    return true;
+}
+
+void ReleaseValue(const AnyInfo *info, void *value)
+{
+    if (value) {
+        info->free(value);
+        MemFree(value);
+    }
+}
+
+// *value: the decoded value, or NULL when the octets do not decode; false
+// only when memory ran out.
+bool DecodedValue(const AnyInfo *info, const AsnOcts *octs, void **value)
+{
+    if (!(*value = MemAlloc(info->size)))
+        return false;
+    ASN_Buffer b;
+    ASN_InitReadBuffer(&b, octs->octs, octs->octetLen);
+    AsnLen used = 0;
+    try {
+        info->decode(&b, *value, &used);
+        return true;
+    } catch (const AsnAbort &abort) {
+        ReleaseValue(info, *value);
+        *value = nullptr;
+        return abort.code != kNoMemory;
+    }
+}
+
+// An ANY DEFINED BY value built from DBV octets goes out as they are.
+AsnLen EncodeRaw(ASN_Buffer *b, void *v)
+{
+    return ASN_EncodeOctsContent(b, static_cast<AsnOcts *>(v));
+}
+
+void FreeRaw(void *v)
+{
+    ASN_FreeOcts(static_cast<AsnOcts *>(v));
+}
+
+void PrintRaw(FILE *f, void *v, unsigned short)
+{
+    ASN_PrintOcts(f, static_cast<AsnOcts *>(v));
+}
+
+AnyInfo kRawAny = {0, {0, nullptr}, 0, sizeof(AsnOcts), EncodeRaw, nullptr, FreeRaw, PrintRaw};
+
+bool AnyToAsn(const DbvOctetString *from, AsnAny *to)
+{
+    to->ai = &kRawAny;
+    AsnOcts *raw = static_cast<AsnOcts *>(NewAsn(&kOcts, 0, &to->value));
+    return raw && OctsFrom(raw, from->pbData, from->ulLength);
+}
+
+bool AnyFromAsn(const AsnAny *from, DbvOctetString *to)
+{
+    if (!from->ai || !from->value)
+        return true;
+    if (from->ai == &kRawAny) {
+        const AsnOcts *raw = static_cast<const AsnOcts *>(from->value);
+        return DbvSetOctets(to, raw->octs, raw->octetLen);
+    }
+    AsnOcts encoded = {0, nullptr};
+    bool done = EncodedOcts(from->ai, from->value, &encoded) && DbvSetOctets(to, encoded.octs, encoded.octetLen);
+    ASN_FreeOcts(&encoded);
+    return done;
+}
+
+// An EXTERNAL with its identifier and length, for the open values.
+AsnLen EncodeWholeExternal(ASN_Buffer *b, void *v)
+{
+    return ASN_EncodeTL(b, ASN_EncodeExternalContent(b, static_cast<AsnExternal *>(v)), kExternalTag);
+}
+
+void DecodeWholeExternal(ASN_Buffer *b, void *v, AsnLen *decoded)
+{
+    AsnTag tag = ASN_DecodeTag(b, decoded);
+    AsnLen length = ASN_DecodeLength(b, decoded);
+    if (tag != kExternalTag)
+        ASN_Abort(kNotExternal);
+    ASN_DecodeExternalContent(b, tag, length, static_cast<AsnExternal *>(v), decoded);
+}
+
+void FreeExternalValue(void *v)
+{
+    ASN_FreeExternal(static_cast<AsnExternal *>(v));
+}
+
+AnyInfo kWholeExternal = {0, {0, nullptr}, 0, sizeof(AsnExternal), EncodeWholeExternal, DecodeWholeExternal,
+                          FreeExternalValue, nullptr};
+
+bool ExternalToOpen(const DbvExternal *from, AsnOcts *to)
+{
+    AsnExternal external = {};
+    bool done = ExternalToAsn(from, &external) && EncodedOcts(&kWholeExternal, &external, to);
+    ASN_FreeExternal(&external);
+    return done;
+}
+
+// Octets that are not an EXTERNAL leave the External without a value.
+bool ExternalFromOpen(const AsnOcts *from, DbvExternal *to)
+{
+    void *external = nullptr;
+    if (!DecodedValue(&kWholeExternal, from, &external))
+        return false;
+    bool done = !external || ExternalFromAsn(static_cast<AsnExternal *>(external), to);
+    ReleaseValue(&kWholeExternal, external);
+    return done;
+}
+
+const DbvCarriedType *CarriedType(const DbvTypeDesc *type)
+{
+    for (uint32_t i = 0; i < DbvCarriedTypeCount; i++) {
+        if (DbvCarriedTypes[i].psType == type)
+            return &DbvCarriedTypes[i];
+    }
+    return nullptr;
+}
+
+bool CarriedToAsn(const DbvTypeDesc *type, const void *from, AsnExternal *to)
+{
+    const DbvCarriedType *carried = CarriedType(type);
+    if (!ToAsnSlot(&kOid, kAsnPtr, &carried->pcOid, &to->directReference))
+        return false;
+    to->encodingChoice = AsnExternal_singleASN1Type;
+    AsnAny *any = static_cast<AsnAny *>(MemAlloc(sizeof(AsnAny)));
+    if (!(to->encoding.singleASN1Type = any))
+        return false;
+    any->ai = carried->psInfo;
+    return (any->value = MemAlloc(type->ulAsnSize)) && ToAsnFields(type, from, any->value);
+}
+
+// The structure comes from a value of this side's own making, or from the
+// raw octets that the codec keeps for an identifier it does not decode; an
+// EXTERNAL under another identifier leaves the structure empty.
+bool CarriedFromAsn(const DbvTypeDesc *type, const AsnExternal *from, void *to)
+{
+    const DbvCarriedType *carried = CarriedType(type);
+    char oid[256];
+    if (!from->directReference || !ASN_OidToText(from->directReference, oid, sizeof oid) ||
+        std::strcmp(oid, carried->pcOid) != 0)
+        return true;
+    const AsnAny *any = from->encoding.singleASN1Type;
+    if (from->encodingChoice == AsnExternal_singleASN1Type && any && any->ai == carried->psInfo)
+        return FromAsnFields(type, any->value, to);
+    if (from->encodingChoice != AsnExternal_singleASN1Raw || !from->encoding.singleASN1Raw)
+        return true;
+    void *value = nullptr;
+    if (!DecodedValue(carried->psInfo, from->encoding.singleASN1Raw, &value))
+        return false;
+    bool done = !value || FromAsnFields(type, value, to);
+    ReleaseValue(carried->psInfo, value);
+    return done;
 }
 
 } // namespace

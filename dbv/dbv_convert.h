@@ -4,6 +4,7 @@
 #ifndef KESTRA_DBV_DBV_CONVERT_H
 #define KESTRA_DBV_DBV_CONVERT_H
 
+#include "asn/asn_ber.h"
 #include "dbv/dbv_desc.h"
 #include "ui/mem.h"
 
@@ -12,6 +13,17 @@ extern "C" {
 #endif
 
 enum { DBV_CONVERT_OK = 0, DBV_CONVERT_NO_MEMORY = 1 };
+
+/* A structure that travels as the single-ASN1-type value of an EXTERNAL
+ * (DBV_F_ASN_EXTERNAL): its identifier, and the whole-value routines of its
+ * codec structure. Generated. */
+typedef struct DbvCarriedType {
+    const DbvTypeDesc *psType;
+    const char *pcOid;
+    AnyInfo *psInfo;
+} DbvCarriedType;
+extern const DbvCarriedType DbvCarriedTypes[];
+extern const uint32_t DbvCarriedTypeCount;
 
 /* DBV tree -> newly allocated codec structure in *ppvOut (set also after a
  * failure, holding what was built so far for the codec's free routine). */

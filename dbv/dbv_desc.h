@@ -33,7 +33,7 @@ enum {
     DBV_K_BOOL,     /* int, DBV_TRUE or DBV_FALSE */
     DBV_K_NULL,     /* in a structure: int, DBV_TRUE when present; in a choice: nothing */
     DBV_K_OCTS,     /* DbvOctetString */
-    DBV_K_ANY,      /* DbvOctetString; not carried by the converters */
+    DBV_K_ANY,      /* DbvOctetString: the BER element of an ANY DEFINED BY value */
     DBV_K_TEXT,     /* char *, NUL-terminated */
     DBV_K_OID,      /* char *, dotted decimal */
     DBV_K_BITS,     /* char *, one '1' or '0' per bit */
@@ -46,7 +46,10 @@ enum {
 enum {
     DBV_F_DBV_PTR = 1, /* the DBV structure holds a pointer (NULL: absent) */
     DBV_F_ASN_PTR = 2, /* the codec structure holds a pointer */
-    DBV_F_OPTIONAL = 4 /* an inline choice that is absent while its selector is 0 */
+    DBV_F_OPTIONAL = 4, /* an inline choice that is absent while its selector is 0 */
+    /* The codec holds the value in another form: */
+    DBV_F_ASN_OPEN = 8,     /* an External, as the BER element in an open value (ANY) */
+    DBV_F_ASN_EXTERNAL = 16 /* a structure, as the single-ASN1-type value of an EXTERNAL */
 };
 
 typedef struct DbvEnumMember {

@@ -62,15 +62,6 @@ void FreeFields(const DbvTypeDesc *type, void *value)
     });
 }
 
-char *CopyText(const char *text)
-{
-    size_t n = std::strlen(text) + 1;
-    char *copy = static_cast<char *>(MemAlloc(n));
-    if (copy)
-        std::memcpy(copy, text, n);
-    return copy;
-}
-
 bool CopyValue(const DbvValueDesc *v, const void *from, void *to)
 {
     switch (v->eKind) {
@@ -90,10 +81,13 @@ bool CopyValue(const DbvValueDesc *v, const void *from, void *to)
     case DBV_K_TEXT:
     case DBV_K_OID:
     case DBV_K_BITS: {
+        // Copied as its octets, to which DbvSetOctets adds the NUL.
         const char *text = *static_cast<char *const *>(from);
-        if (!text)
-            return true;
-        return (*static_cast<char **>(to) = CopyText(text)) != nullptr;
+        DbvOctetString copy = {0, nullptr};
+        if (!DbvSetOctets(&copy, text, text ? static_cast<uint32_t>(std::strlen(text)) : 0))
+            return false;
+        *static_cast<char **>(to) = reinterpret_cast<char *>(copy.pbData);
+        return true;
     }
     case DBV_K_LIST: {
         void *const *list = *static_cast<void **const *>(from);

@@ -50,6 +50,23 @@ run_ctest() {
 step "Native tests"
 run_ctest ctest --test-dir "$build/native" --output-on-failure
 
+step "Sanitizers: unit tests under AddressSanitizer (leaks included) and UndefinedBehaviorSanitizer"
+sanitized_tests=(asn_tests dbv_tests dbv_nomem_tests assoc_tests diag_tests service_tests)
+if cmake -S "$root" -B "$build/sanitize" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DKESTRA_SANITIZE=ON \
+     -DKESTRA_BENCH=OFF >/dev/null && cmake --build "$build/sanitize" -j "$jobs" --target "${sanitized_tests[@]}"; then
+  for program in "${sanitized_tests[@]}"; do
+    if (cd "$build/sanitize" && ASAN_OPTIONS=detect_leaks=1 "./bin/$program" --gtest_brief=1); then
+      passed=$((passed + 1))
+    else
+      echo "test-all: $program failed under the sanitizers"
+      failed=$((failed + 1))
+    fi
+  done
+else
+  echo "test-all: sanitizer build failed"
+  failed=$((failed + 1))
+fi
+
 step "Windows tests under Wine"
 export WINEPREFIX="$build/wineprefix" WINEDEBUG=-all
 run_ctest xvfb-run -a -s "-screen 0 1024x768x24" bash -c \

@@ -92,6 +92,15 @@ const Case<DbvInitializeReq> kInitialize[] = {
      "Invalid oid value psInitializeReq->ppsOtherInformation[0]->psInfoCategory->pcCategoryTypeId given"},
 };
 
+// The query of a search made a type-7 (SQL) query.
+void UseSql(DbvSearchReq *r, DbvSQLQuery *sql)
+{
+    Reselect(&DbvDesc_Query, r->psQuery, QT_Sql);
+    r->psQuery->uQuery.psSQLQuery = sql;
+}
+
+const std::string kSql = "psSearchReq->psQuery->uQuery.psSQLQuery";
+
 const Case<DbvSearchReq> kSearch[] = {
     {"valid", [](DbvSearchReq *) {}, 0, ""},
     {"replace indicator", [](DbvSearchReq *r) { r->fReplaceIndicator = 2; }, 72,
@@ -115,6 +124,25 @@ const Case<DbvSearchReq> kSearch[] = {
     {"query type", [](DbvSearchReq *r) { Reselect(&DbvDesc_Query, r->psQuery, 9); }, 66, OutOfRange("psSearchReq->psQuery->eQueryType")},
     {"query member", [](DbvSearchReq *r) { Reselect(&DbvDesc_Query, r->psQuery, QT_Iso8777); }, 64,
      Missing("psSearchReq->psQuery->uQuery.psIso8777Query")},
+    {"query type 8", [](DbvSearchReq *r) { Reselect(&DbvDesc_Query, r->psQuery, 8); }, 66,
+     OutOfRange("psSearchReq->psQuery->eQueryType")},
+    {"query type 0", [](DbvSearchReq *r) { Reselect(&DbvDesc_Query, r->psQuery, 0); }, 66,
+     OutOfRange("psSearchReq->psQuery->eQueryType")},
+    {"private query: present is enough",
+     [](DbvSearchReq *r) {
+         Reselect(&DbvDesc_Query, r->psQuery, QT_Private);
+         r->psQuery->uQuery.psPrivateQuery = New<DbvExternal>();
+     },
+     0, ""},
+    {"no private query", [](DbvSearchReq *r) { Reselect(&DbvDesc_Query, r->psQuery, QT_Private); }, 64,
+     Missing("psSearchReq->psQuery->uQuery.psPrivateQuery")},
+    {"sql query", [](DbvSearchReq *r) { UseSql(r, SqlQuery("SELECT title FROM books")); }, 0, ""},
+    {"sql query on the abstract database", [](DbvSearchReq *r) { UseSql(r, SqlQuery("SELECT 1", DBV_TRUE)); }, 0, ""},
+    {"no sql query", [](DbvSearchReq *r) { UseSql(r, nullptr); }, 64, Missing(kSql)},
+    {"sql query without its expression", [](DbvSearchReq *r) { UseSql(r, New<DbvSQLQuery>()); }, 64,
+     Missing(kSql + "->sQueryExpression")},
+    {"sql abstract database flag", [](DbvSearchReq *r) { UseSql(r, SqlQuery("SELECT 1", 2)); }, 72,
+     "Invalid boolean value " + kSql + "->pfAbstractDatabaseFlag given"},
     {"no attribute set", [](DbvSearchReq *r) { SetText(r->psQuery->uQuery.psRpnQuery->pcAttributeSetId, nullptr); }, 73,
      "Invalid oid value " + std::string(kQuery) + "pcAttributeSet given"},
     {"structure type", [](DbvSearchReq *r) { Reselect(&DbvDesc_RPNStructure, &r->psQuery->uQuery.psRpnQuery->sRpnStructure, 3); }, 66,
@@ -240,6 +268,62 @@ const Case<DbvScanReq> kScan[] = {
     {"start term", [](DbvScanReq *r) { Reselect(&DbvDesc_Term, &r->sAttributesPlusTerm.sTerm, TT_DateTime); }, 64,
      Missing("psScanReq->sAttributesPlusTerm.sTerm.uTerm.pcDateTime")},
 };
+
+// A valid default-format diagnostic with version-2 additional information.
+DbvDiagnostic *ValidDiagnostic()
+{
+    DbvDiagnostic *d = New<DbvDiagnostic>();
+    d->eDiagnosticsType = DT_DefaultFormat;
+    DbvDefaultDiagFormat *f = New<DbvDefaultDiagFormat>();
+    f->pcDiagnosticSetId = Text("1.2.840.10003.4.1");
+    f->ulCondition = 109;
+    f->sAdditionalInfo.eProtocolVersionInForce = PVIF_Version2;
+    f->sAdditionalInfo.uAdditionalInfo.pcV2 = Text("nodb");
+    d->uDiagnostics.psDefault = f;
+    return d;
+}
+
+const std::string kDefault = "psDiagnostic->uDiagnostics.psDefault";
+
+const Case<DbvDiagnostic> kDiagnostics[] = {
+    {"valid", [](DbvDiagnostic *) {}, 0, ""},
+    {"version 3 text", [](DbvDiagnostic *d) {
+         Reselect(&DbvDesc_AdditionalInfo, &d->uDiagnostics.psDefault->sAdditionalInfo, PVIF_Version3);
+         d->uDiagnostics.psDefault->sAdditionalInfo.uAdditionalInfo.psV3 = Octets("nodb");
+     }, 0, ""},
+    {"no additional information",
+     [](DbvDiagnostic *d) { Reselect(&DbvDesc_AdditionalInfo, &d->uDiagnostics.psDefault->sAdditionalInfo, 0); }, 0, ""},
+    {"type", [](DbvDiagnostic *d) { Reselect(&DbvDesc_Diagnostic, d, 3); }, 66,
+     OutOfRange("psDiagnostic->eDiagnosticsType")},
+    {"no default format", [](DbvDiagnostic *d) { Reselect(&DbvDesc_Diagnostic, d, DT_DefaultFormat); }, 64,
+     Missing(kDefault)},
+    {"no external", [](DbvDiagnostic *d) { Reselect(&DbvDesc_Diagnostic, d, DT_ExternallyDefined); }, 64,
+     Missing("psDiagnostic->uDiagnostics.psExternallyDefined")},
+    {"external without identifier",
+     [](DbvDiagnostic *d) {
+         Reselect(&DbvDesc_Diagnostic, d, DT_ExternallyDefined);
+         d->uDiagnostics.psExternallyDefined = New<DbvExternal>();
+     },
+     74, "Invalid oid value NULL for external psDiagnostic->uDiagnostics.psExternallyDefined"},
+    {"diagnostic set", [](DbvDiagnostic *d) { SetText(d->uDiagnostics.psDefault->pcDiagnosticSetId, "bib-1"); }, 73,
+     "Invalid oid value " + kDefault + "->pcDiagnosticSetId given"},
+    {"no diagnostic set", [](DbvDiagnostic *d) { SetText(d->uDiagnostics.psDefault->pcDiagnosticSetId, nullptr); }, 73,
+     "Invalid oid value " + kDefault + "->pcDiagnosticSetId given"},
+    {"version 2 without text",
+     [](DbvDiagnostic *d) { SetText(d->uDiagnostics.psDefault->sAdditionalInfo.uAdditionalInfo.pcV2, nullptr); }, 64,
+     Missing(kDefault + "->sAdditionalInfo.uAdditionalInfo.pcV2")},
+    {"version 3 without text",
+     [](DbvDiagnostic *d) { Reselect(&DbvDesc_AdditionalInfo, &d->uDiagnostics.psDefault->sAdditionalInfo, PVIF_Version3); },
+     64, Missing(kDefault + "->sAdditionalInfo.uAdditionalInfo.psV3")},
+    {"protocol version", [](DbvDiagnostic *d) {
+         Reselect(&DbvDesc_AdditionalInfo, &d->uDiagnostics.psDefault->sAdditionalInfo, 3);
+     }, 66, OutOfRange(kDefault + "->sAdditionalInfo.eProtocolVersionInForce")},
+};
+
+TEST(DbvCheck, Diagnostics)
+{
+    RunCases(kDiagnostics, std::size(kDiagnostics), ValidDiagnostic, DbvCheckDiagnostic, DbvFreeDiagnostic);
+}
 
 TEST(DbvCheck, InitializeRequests)
 {

@@ -58,6 +58,175 @@ TEST(DbvRoundTrip, RecordSyntaxesOfPresentResponses)
     }
 }
 
+// An ILL PDU whose ANY DEFINED BY values sit under keys that the codec
+// decodes: extensions as client ids (key 800), delivery and document
+// parameters as SUTRS text.
+void UseKnownKeys(DbvExternal *ill)
+{
+    DbvILL_APDU *apdu = ill->uExternalValue.psSingleASN1Type->uASN1.psIllPdu;
+    auto replace = [](DbvOctetString &octets, const std::string &bytes) {
+        MemFree(octets.pbData);
+        octets = InlineOctets(bytes);
+    };
+    const std::string sutrs("\x1b\x05notes", 7);
+    EachStructure(&DbvDesc_ILL_APDU, apdu, &DbvDesc_Extension, [&](void *v) {
+        DbvExtension *e = static_cast<DbvExtension *>(v);
+        e->ulIdentifier = 800;
+        replace(e->sItem, std::string("\x30\x00", 2));
+    });
+    EachStructure(&DbvDesc_ILL_APDU, apdu, &DbvDesc_Electronic_Delivery_ServiceE_delivery_service, [&](void *v) {
+        auto *d = static_cast<DbvElectronic_Delivery_ServiceE_delivery_service *>(v);
+        SetText(d->pcEDeliveryMode, "1.2.840.10003.5.101");
+        replace(d->sEDeliveryParameters, sutrs);
+    });
+    EachStructure(&DbvDesc_ILL_APDU, apdu, &DbvDesc_Electronic_Delivery_ServiceDocument_type, [&](void *v) {
+        auto *d = static_cast<DbvElectronic_Delivery_ServiceDocument_type *>(v);
+        SetText(d->pcDocumentTypeId, "1.2.840.10003.5.101");
+        replace(d->sDocumentTypeParameters, sutrs);
+    });
+}
+
+TEST(DbvRoundTrip, IllPdusKeepTheirAnyValues)
+{
+    for (unsigned seed = 0; seed < 24; seed++) {
+        DbvExternal *ill = New<DbvExternal>();
+        FillTypedExternal(ill, AT_IllPdu, seed);
+        UseKnownKeys(ill);
+        DbvOctetString *unknownKey = nullptr; // an ANY that only DBV and the codec structures carry
+        EachStructure(&DbvDesc_ILL_APDU, ill->uExternalValue.psSingleASN1Type->uASN1.psIllPdu, &DbvDesc_Extension,
+                      [&](void *v) { unknownKey = &static_cast<DbvExtension *>(v)->sItem; });
+        DbvSearchReq *search = ValidSearchRequest();
+        Reselect(&DbvDesc_Query, search->psQuery, QT_Private);
+        search->psQuery->uQuery.psPrivateQuery = ill;
+        DbvPdu *pdu = New<DbvPdu>();
+        pdu->ePduType = DPT_SearchRequest;
+        pdu->uPdu.psSearchRequest = search;
+        ExpectRoundTrip(pdu, "seed " + std::to_string(seed));
+        if (unknownKey) {
+            // Not a client id: it goes out as it is, but decodes on receipt
+            // only under a key that the codec knows.
+            MemFree(unknownKey->pbData);
+            *unknownKey = InlineOctets(std::string("\x04\x02zz", 4));
+            DbvNamePlusRecord *npr = New<DbvNamePlusRecord>();
+            npr->sRecord.eRecordType = DRT_Retrieval;
+            npr->sRecord.uRecord.psRetrievalRecord = DbvCopyExternal(ill);
+            NamePlusRecord *asn = nullptr;
+            ASSERT_EQ(DbvNamePlusRecordToAsn(npr, &asn), DBV_CONVERT_OK);
+            DbvNamePlusRecord *back = nullptr;
+            ASSERT_EQ(DbvNamePlusRecordFromAsn(asn, &back), DBV_CONVERT_OK);
+            EXPECT_TRUE(DbvTreeEqual(&DbvDesc_NamePlusRecord, npr, back)) << "seed " << seed;
+            DbvFreeNamePlusRecord(back);
+            DbvFreeNamePlusRecord(npr);
+            FreeNamePlusRecord(asn);
+            MemFree(asn);
+        }
+        DbvFreePdu(pdu);
+    }
+}
+
+// -- queries of the types whose codec form differs
+
+DbvExternal *OctetAlignedExternal(const char *oid, const std::string &bytes)
+{
+    DbvExternal *e = New<DbvExternal>();
+    e->ObjectIdentifier = Text(oid);
+    e->eValueType = EVT_OctetAligned;
+    e->uExternalValue.psOctetAligned = Octets(bytes);
+    return e;
+}
+
+struct QueryCase {
+    const char *name;
+    int type;
+    void *(*member)();
+};
+
+const QueryCase kQueries[] = {
+    {"private, octet aligned", QT_Private,
+     [] { return static_cast<void *>(OctetAlignedExternal("1.2.840.10003.16.99", "title=rivers")); }},
+    {"private, typed", QT_Private,
+     [] {
+         DbvExternal *e = New<DbvExternal>();
+         FillTypedExternal(e, AT_SummaryRecord, 5);
+         return static_cast<void *>(e);
+     }},
+    {"sql", QT_Sql, [] { return static_cast<void *>(SqlQuery("SELECT title FROM books WHERE year > 1990")); }},
+    {"sql on the abstract database", QT_Sql, [] { return static_cast<void *>(SqlQuery("SELECT 1", DBV_TRUE)); }},
+    {"sql, flag false", QT_Sql, [] { return static_cast<void *>(SqlQuery("", DBV_FALSE)); }},
+};
+
+DbvQuery *QueryOf(const QueryCase &c)
+{
+    DbvQuery *q = New<DbvQuery>();
+    q->eQueryType = c.type;
+    *reinterpret_cast<void **>(&q->uQuery) = c.member();
+    return q;
+}
+
+TEST(DbvRoundTrip, PrivateAndSqlQueries)
+{
+    for (const QueryCase &c : kQueries) {
+        DbvSearchReq *search = ValidSearchRequest();
+        DbvFreeQuery(search->psQuery);
+        search->psQuery = QueryOf(c);
+        DbvPdu *pdu = New<DbvPdu>();
+        pdu->ePduType = DPT_SearchRequest;
+        pdu->uPdu.psSearchRequest = search;
+        ExpectRoundTrip(pdu, c.name);
+        DbvFreePdu(pdu);
+    }
+}
+
+TEST(DbvConvert, PrivateQueryTravelsAsTheElementOfAnExternal)
+{
+    DbvQuery *q = QueryOf(kQueries[0]);
+    Query *asn = nullptr;
+    ASSERT_EQ(DbvQueryToAsn(q, &asn), DBV_CONVERT_OK);
+    ASSERT_EQ(asn->choiceId, Query_type_0);
+    const AsnOcts *open = asn->a.type_0;
+    ASSERT_GT(open->octetLen, 2u);
+    EXPECT_EQ(open->octs[0], 0x28); // [UNIVERSAL 8] constructed
+    EXPECT_EQ(open->octs[1], open->octetLen - 2);
+    // Octets that are not an EXTERNAL give an External without a value.
+    open->octs[0] = 0x30;
+    DbvQuery *back = nullptr;
+    ASSERT_EQ(DbvQueryFromAsn(asn, &back), DBV_CONVERT_OK);
+    ASSERT_EQ(back->eQueryType, QT_Private);
+    ASSERT_NE(back->uQuery.psPrivateQuery, nullptr);
+    EXPECT_EQ(back->uQuery.psPrivateQuery->ObjectIdentifier, nullptr);
+    EXPECT_EQ(back->uQuery.psPrivateQuery->eValueType, 0);
+    DbvFreeQuery(back);
+    DbvFreeQuery(q);
+    FreeQuery(asn);
+    MemFree(asn);
+}
+
+TEST(DbvConvert, SqlQueryTravelsInAType104External)
+{
+    DbvQuery *q = QueryOf(kQueries[3]);
+    Query *asn = nullptr;
+    ASSERT_EQ(DbvQueryToAsn(q, &asn), DBV_CONVERT_OK);
+    ASSERT_EQ(asn->choiceId, Query_type_104);
+    const AsnExternal *e = asn->a.type_104;
+    char oid[64];
+    ASSERT_TRUE(ASN_OidToText(e->directReference, oid, sizeof oid));
+    EXPECT_STREQ(oid, "1.2.840.10003.16.1");
+    EXPECT_EQ(e->encodingChoice, static_cast<uint32_t>(AsnExternal_singleASN1Type));
+    // Under another identifier the query is not taken for an SQL one.
+    ASN_FreeOcts(asn->a.type_104->directReference);
+    ASN_MakeOid("1.2.840.10003.16.2", asn->a.type_104->directReference);
+    DbvQuery *back = nullptr;
+    ASSERT_EQ(DbvQueryFromAsn(asn, &back), DBV_CONVERT_OK);
+    ASSERT_EQ(back->eQueryType, QT_Sql);
+    ASSERT_NE(back->uQuery.psSQLQuery, nullptr);
+    EXPECT_EQ(back->uQuery.psSQLQuery->sQueryExpression.pbData, nullptr);
+    EXPECT_EQ(back->uQuery.psSQLQuery->pfAbstractDatabaseFlag, nullptr);
+    DbvFreeQuery(back);
+    DbvFreeQuery(q);
+    FreeQuery(asn);
+    MemFree(asn);
+}
+
 } // namespace
 
 namespace {

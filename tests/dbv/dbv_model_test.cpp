@@ -72,6 +72,8 @@ TEST(DbvModel, FieldNamesInProtocolOrder)
          "ppsOtherInformation"},
         {&DbvDesc_ListEntries, "ppsEntry ppsNonSurrogateDiagnostics"},
         {&DbvDesc_External, "ObjectIdentifier pulIndirectReference pcDataValueDescriptor -"},
+        {&DbvDesc_SQLQuery, "sQueryExpression pfAbstractDatabaseFlag"},
+        {&DbvDesc_Extension, "ulIdentifier pfCritical sItem"},
     };
     for (const auto &c : cases)
         EXPECT_EQ(FieldNames(c.type), c.fields) << c.type->pcName;
@@ -84,7 +86,7 @@ TEST(DbvModel, ChoicesNameTheirSelectorAndUnion)
         const char *selector, *unionName, *members;
     } cases[] = {
         {&DbvDesc_Query, "eQueryType", "uQuery",
-         "psPrivateQuery psRpnQuery psIso8777Query psZ3958Query psErpnQuery psNaturalLanguageQuery"},
+         "psPrivateQuery psRpnQuery psIso8777Query psZ3958Query psErpnQuery psNaturalLanguageQuery psSQLQuery"},
         {&DbvDesc_RPNStructure, "eRpnStructureType", "uRPNStructure", "psRpnOperand psRpnLopRopOperator"},
         {&DbvDesc_Term, "eTermType", "uTerm",
          "psGeneral ulNumeric psSimpleCharacter pcObjectIdentifier pcDateTime psExternal psIntegerAndUnit -"},
@@ -136,6 +138,7 @@ TEST(DbvModel, EnumerationValuesAndNames)
         {RST_RpnLopRopOperator, &DbvEnum_RST, 1, "RST_RpnLopRopOperator"},
         {RST_RpnOperand, &DbvEnum_RST, 2, "RST_RpnOperand"},
         {QT_Erpn, &DbvEnum_QT, 5, "QT_Erpn"},
+        {QT_Sql, &DbvEnum_QT, 7, "QT_Sql"},
         {TT_Null, &DbvEnum_TT, 8, "TT_Null"},
         {AT_OpacRecord, &DbvEnum_AT, 2, "AT_OpacRecord"},
         {AT_GenericRecord, &DbvEnum_AT, 13, "AT_GenericRecord"},

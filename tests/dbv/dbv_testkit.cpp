@@ -154,7 +154,8 @@ void FillExternal(DbvExternal *e, unsigned &seed, int depth)
     default: {
         const DbvTypeDesc *single = &DbvDesc_SingleASN1Type;
         // The typed alternatives follow the raw one. ILL PDUs carry ANY
-        // values, which the converters leave out: they cannot come back.
+        // values that decode only under the keys that the codec knows,
+        // which the filler does not choose.
         int type = single->psFields[1 + seed++ % (single->ulFieldCount - 1)].lSelector;
         FillTypedExternal(e, type == AT_IllPdu ? AT_SummaryRecord : type, seed);
         break;
@@ -177,7 +178,8 @@ void FillValue(const DbvValueDesc *v, void *value, unsigned &seed, int depth)
     case DBV_K_NULL:
         *static_cast<int *>(value) = DBV_TRUE;
         break;
-    case DBV_K_OCTS: {
+    case DBV_K_OCTS:
+    case DBV_K_ANY: {
         // Octets that are a BER element themselves, so that they also do
         // for the open (ANY) values.
         *static_cast<DbvOctetString *>(value) =
@@ -207,15 +209,13 @@ void FillValue(const DbvValueDesc *v, void *value, unsigned &seed, int depth)
     case DBV_K_STRUCT:
         FillFields(v->psType, value, seed, depth);
         break;
-    default: // DBV_K_ANY: not carried, left absent
+    default:
         break;
     }
 }
 
 void FillSlot(const DbvValueDesc *v, uint32_t flags, void *slot, unsigned &seed, int depth)
 {
-    if (v->eKind == DBV_K_ANY)
-        return;
     if (!(flags & DBV_F_DBV_PTR)) {
         FillValue(v, slot, seed, depth);
         return;
@@ -318,6 +318,47 @@ void FillTypedExternal(DbvExternal *external, int asn1Type, unsigned seed)
     single->eASN1Type = asn1Type;
     const DbvFieldDesc *alt = DbvChoiceAlternative(&DbvDesc_SingleASN1Type, asn1Type);
     FillSlot(&alt->sValue, alt->ulFlags, At(single, alt->ulDbvOffset), seed, 1);
+}
+
+namespace {
+
+void EachSlot(const DbvValueDesc *v, uint32_t flags, void *slot, const DbvTypeDesc *wanted,
+              const std::function<void(void *)> &visit)
+{
+    void *value = (flags & DBV_F_DBV_PTR) ? *static_cast<void **>(slot) : slot;
+    if (!value)
+        return;
+    if (v->eKind == DBV_K_STRUCT) {
+        EachStructure(v->psType, value, wanted, visit);
+    } else if (v->eKind == DBV_K_LIST) {
+        void **list = *static_cast<void ***>(value);
+        for (uint32_t i = 0; list && list[i]; i++)
+            EachSlot(v->psElement, DbvElementFlags(v->psElement), &list[i], wanted, visit);
+    }
+}
+
+} // namespace
+
+void EachStructure(const DbvTypeDesc *type, void *value, const DbvTypeDesc *wanted,
+                   const std::function<void(void *)> &visit)
+{
+    if (type == wanted)
+        visit(value);
+    DbvEachMember(type, value, [&](const DbvFieldDesc *f) {
+        EachSlot(&f->sValue, f->ulFlags, At(value, f->ulDbvOffset), wanted, visit);
+        return true;
+    });
+}
+
+DbvSQLQuery *SqlQuery(const char *expression, int flag)
+{
+    DbvSQLQuery *q = New<DbvSQLQuery>();
+    q->sQueryExpression = InlineOctets(expression);
+    if (flag >= 0) {
+        q->pfAbstractDatabaseFlag = New<int>();
+        *q->pfAbstractDatabaseFlag = flag;
+    }
+    return q;
 }
 
 DbvPdu *RoundTrip(const DbvPdu *pdu)

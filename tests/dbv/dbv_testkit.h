@@ -4,6 +4,7 @@
 #ifndef KESTRA_TESTS_DBV_TESTKIT_H
 #define KESTRA_TESTS_DBV_TESTKIT_H
 
+#include <functional>
 #include <initializer_list>
 #include <string>
 #include <vector>
@@ -46,10 +47,19 @@ DbvPdu *FilledPdu(int type, unsigned seed);
 // Fills an External whose value is of the given eASN1Type.
 void FillTypedExternal(DbvExternal *external, int asn1Type, unsigned seed);
 
+// Calls visit on every structure of type wanted in the tree value of type
+// type (not looking into Externals).
+void EachStructure(const DbvTypeDesc *type, void *value, const DbvTypeDesc *wanted,
+                   const std::function<void(void *)> &visit);
+
 // DBV -> codec -> BER -> codec -> DBV; NULL when a step failed.
 DbvPdu *RoundTrip(const DbvPdu *pdu);
 // The BER octets of a fixture file of tests/asn/fixtures.
 std::vector<unsigned char> Fixture(const char *name);
+
+// An SQL query of the given text; the abstract-database flag is left out
+// when flag is negative.
+DbvSQLQuery *SqlQuery(const char *expression, int flag = -1);
 
 // Valid requests, as a session sends them.
 DbvInitializeReq *ValidInitializeRequest();

@@ -108,7 +108,8 @@ CHOICES = {
     'Query': ('eQueryType', 'uQuery', 'QT', {
         'type-0': ('Private', 'psPrivateQuery'), 'type-1': ('Rpn', 'psRpnQuery'),
         'type-2': ('Iso8777', 'psIso8777Query'), 'type-100': ('Z3958', 'psZ3958Query'),
-        'type-101': ('Erpn', 'psErpnQuery'), 'type-102': ('NaturalLanguage', 'psNaturalLanguageQuery')}),
+        'type-101': ('Erpn', 'psErpnQuery'), 'type-102': ('NaturalLanguage', 'psNaturalLanguageQuery'),
+        'type-104': ('Sql', 'psSQLQuery')}),
     'RPNStructure': ('eRpnStructureType', 'uRPNStructure', 'RST', {
         'op': ('RpnOperand', 'psRpnOperand', 2), 'rpnRpnOp': ('RpnLopRopOperator', 'psRpnLopRopOperator', 1)}),
     'Operand': ('eOperandType', 'uOperand', 'OPD', {
@@ -161,6 +162,14 @@ CHOICES = {
     'StringOrNumeric': ('eStringOrNumeric', 'uStringOrNumeric', 'SON', {
         'string': ('String', 'psString'), 'numeric': ('Numeric', 'ulNumeric')}),
 }
+
+# Choice alternatives whose DBV value is not the codec's: an open value
+# (ANY) that holds the BER element of an EXTERNAL, which DBV gives as the
+# External; and an EXTERNAL that carries a structure of another module as
+# its single-ASN1-type value under an identifier of its own, which DBV gives
+# as that structure: (module name contains, type name, identifier sent).
+OPEN_EXTERNALS = {('Query', 'type-0')}
+CARRIED = {('Query', 'type-104'): ('SQL', 'SQLQuery', '1.2.840.10003.16.1')}
 
 # Choice components whose selector and union stand in the enclosing
 # structure itself, without a field of their own.

@@ -63,7 +63,7 @@ class Value:
 
 
 class Field:
-    def __init__(self, name, value, dbv_ptr, asn_ptr, asn_name, selector=0, optional=False):
+    def __init__(self, name, value, dbv_ptr, asn_ptr, asn_name, selector=0, optional=False, carrier=None):
         self.name = name
         self.value = value
         self.dbv_ptr = dbv_ptr
@@ -71,6 +71,7 @@ class Field:
         self.asn_name = asn_name      # member of the codec structure
         self.selector = selector      # choice alternatives: the selector value
         self.optional = optional      # inline choice that may be absent (selector 0)
+        self.carrier = carrier        # flag of a codec value of another kind (dbv_names.CARRIED)
 
 
 class DType:
@@ -105,6 +106,8 @@ class DbvModel:
             self.prefixes.add(entry[2])
         self.inline_enums = {}
         self.members = set()
+        self.carried = []             # [(DType, identifier)] of dbv_names.CARRIED
+        self.carrier_deps = {}        # module name -> names of the modules it carries types of
         self._name_types()
         for key, dt in self.types.items():
             self._fill(dt)
@@ -256,7 +259,7 @@ class DbvModel:
             prefix = self.fresh_prefix(dt.base)
         members = []
         for i, c in enumerate(nt.type.components):
-            value = self.value(nt.module, c.type, dt, c.name)
+            value, carrier = self.alternative_value(nt, c, dt)
             alt = alts.get(c.name)
             word = alt[0] if alt else member_word(c.name)
             selector = alt[2] if alt and len(alt) > 2 else i + 1
@@ -266,8 +269,24 @@ class DbvModel:
             else:
                 name = None if value.kind == 'NULL' else self.prefix(value, ptr) + camel(c.name)
             members.append(('%s_%s' % (prefix, word), selector))
-            dt.fields.append(Field(name, value, ptr, True, c_ident(c.name), selector))
+            dt.fields.append(Field(name, value, ptr, True, c_ident(c.name), selector, carrier=carrier))
         dt.enum = self.new_enum(nt.module.name, prefix, members, False)
+
+    def alternative_value(self, nt, c, dt):
+        """(representation, carrier flag) of a choice alternative."""
+        key = (nt.name, c.name) if self.is_apdu(nt) else None
+        if key in dbv_names.OPEN_EXTERNALS:
+            return Value('EXTERNAL'), 'DBV_F_ASN_OPEN'
+        if key in dbv_names.CARRIED:
+            hint, type_name, oid = dbv_names.CARRIED[key]
+            inner = registrations.find_type(self.model, hint, type_name)
+            if inner is None:
+                raise AsnError('%s.%s: no type %s in a module named like %s' % (nt.name, c.name, type_name, hint))
+            dtype = self.types[(inner.module.name, inner.name)]
+            self.carried.append((dtype, oid))
+            self.carrier_deps.setdefault(nt.module.name, []).append(inner.module.name)
+            return Value('STRUCT', dtype=dtype), 'DBV_F_ASN_EXTERNAL'
+        return self.value(nt.module, c.type, dt, c.name), None
 
     def _synthetic(self):
         """DbvExternal and its typed single-ASN1-type value."""
@@ -420,7 +439,7 @@ class Descriptors:
 
     def flags(self, f):
         flags = [name for name, on in (('DBV_F_DBV_PTR', f.dbv_ptr), ('DBV_F_ASN_PTR', f.asn_ptr),
-                                       ('DBV_F_OPTIONAL', f.optional)) if on]
+                                       ('DBV_F_OPTIONAL', f.optional), (f.carrier, f.carrier)) if on]
         return ' | '.join(flags) or '0'
 
     def type_desc(self, dt, holder=None, codec=None):
@@ -546,7 +565,7 @@ def emit(model, files, dbv):
         enums = [e for e in dbv.enums if e.module in names]
         deps = []
         for m in modules:
-            for d in model.dependencies(m):
+            for d in list(model.dependencies(m)) + dbv.carrier_deps.get(m.name, []):
                 if stems[d] != stem and 'dbv_%s.h' % stems[d] not in deps:
                     deps.append('dbv_%s.h' % stems[d])
         guard = 'KESTRA_GEN_DBV_%s_H' % stem.upper()

@@ -88,6 +88,17 @@ def registered_types(model):
     return [pair for group, _, entries in GROUPS for pair in group_types(model, group, entries)]
 
 
+def any_routines(i, n):
+    """Enc<i>, Dec<i>, Free<i> and Print<i>: the whole-value routines of
+    the codec structure n in the untyped form of a registry entry."""
+    return [
+        'AsnLen Enc%d(ASN_Buffer *b, void *v) { return BEnc%s(b, static_cast<%s *>(v)); }' % (i, n, n),
+        'void Dec%d(ASN_Buffer *b, void *v, AsnLen *len) { BDec%s(b, static_cast<%s *>(v), len); }' % (i, n, n),
+        'void Free%d(void *v) { Free%s(static_cast<%s *>(v)); }' % (i, n, n),
+        'void Print%d(FILE *f, void *v, unsigned short indent) { Print%s(f, static_cast<%s *>(v), indent); }'
+        % (i, n, n)]
+
+
 def group_file(model, stems, group, message, entries, first_id):
     found = group_types(model, group, entries)
     headers = sorted({stems[nt.module.name] for _, nt in found})
@@ -97,13 +108,7 @@ def group_file(model, stems, group, message, entries, first_id):
     rows = []
     for i, (key, nt) in enumerate(found):
         n = nt.cname
-        out += [
-            'AsnLen Enc%d(ASN_Buffer *b, void *v) { return BEnc%s(b, static_cast<%s *>(v)); }' % (i, n, n),
-            'void Dec%d(ASN_Buffer *b, void *v, AsnLen *len) { BDec%s(b, static_cast<%s *>(v), len); }'
-            % (i, n, n),
-            'void Free%d(void *v) { Free%s(static_cast<%s *>(v)); }' % (i, n, n),
-            'void Print%d(FILE *f, void *v, unsigned short indent) { Print%s(f, static_cast<%s *>(v), indent); }'
-            % (i, n, n), '']
+        out += any_routines(i, n) + ['']
         oid, int_key = ('nullptr', key) if isinstance(key, int) else ('"%s"' % key, 0)
         rows.append('    {%s, %d, %d, sizeof(%s), Enc%d, Dec%d, Free%d, Print%d},'
                     % (oid, int_key, first_id + i, n, i, i, i, i))
