@@ -142,36 +142,35 @@ TEST_P(PduAlternative, RoundTripsThroughTheEntryPointsUnderItsTag)
 
 INSTANTIATE_TEST_SUITE_P(Pdu, PduAlternative, testing::Range(0u, static_cast<uint32_t>(ASN_PDU_UNKNOWN)));
 
+template <typename T> T *Make()
+{
+    return static_cast<T *>(MemAlloc(sizeof(T)));
+}
+
 // A presentResponse carrying one retrieval record.
 PDU *PresentResponseWith(AsnExternal *record)
 {
-    auto *r = static_cast<PresentResponse *>(MemAlloc(sizeof(PresentResponse)));
+    auto *r = Make<PresentResponse>();
     r->numberOfRecordsReturned = 1;
     r->nextResultSetPosition = 2;
-    auto *npr = static_cast<NamePlusRecord *>(MemAlloc(sizeof(NamePlusRecord)));
-    npr->record = static_cast<NamePlusRecordRecord *>(MemAlloc(sizeof(NamePlusRecordRecord)));
+    auto *npr = Make<NamePlusRecord>();
+    npr->record = Make<NamePlusRecordRecord>();
     npr->record->choiceId = NamePlusRecordRecord_retrievalRecord;
     npr->record->a.retrievalRecord = record;
-    r->records = static_cast<Records *>(MemAlloc(sizeof(Records)));
+    r->records = Make<Records>();
     r->records->choiceId = Records_responseRecords;
     r->records->a.responseRecords = ASN_ListNew(sizeof(void *));
     *static_cast<void **>(ASN_ListAppend(r->records->a.responseRecords)) = npr;
-    auto *pdu = static_cast<PDU *>(MemAlloc(sizeof(PDU)));
+    auto *pdu = Make<PDU>();
     pdu->choiceId = PDU_presentResponse;
     pdu->a.presentResponse = r;
     return pdu;
 }
 
-const AsnExternal *OnlyRecord(const PDU *pdu)
-{
-    auto *npr = static_cast<NamePlusRecord *>(pdu->a.presentResponse->records->a.responseRecords->first->data);
-    return npr->record->a.retrievalRecord;
-}
-
 AsnAny *SampleAny(const SampleOpenType *type, uint32_t seed)
 {
     AsnSampler sampler = {seed, 0, 0, seed};
-    auto *any = static_cast<AsnAny *>(MemAlloc(sizeof(AsnAny)));
+    auto *any = Make<AsnAny>();
     if (type->oid) {
         AsnOid oid = {0, nullptr};
         ASN_MakeOid(type->oid, &oid);
@@ -185,16 +184,40 @@ AsnAny *SampleAny(const SampleOpenType *type, uint32_t seed)
     return any;
 }
 
-class RecordType : public testing::TestWithParam<const SampleOpenType *> {};
+// Every registered open type: those keyed by identifier travel as a
+// structured retrieval record; the integer-keyed ones as ILL extension items,
+// found by the extension's identifier (one that nothing is registered under
+// cannot be decoded).
+class OpenType : public testing::TestWithParam<size_t> {};
 
-TEST_P(RecordType, TravelsAsAStructuredRetrievalRecord)
+TEST_P(OpenType, RoundTripsWhereItIsCarried)
 {
-    const SampleOpenType *type = GetParam();
+    const SampleOpenType *type = &kSampleOpenTypes[GetParam()];
     RegisterCodecTypes();
+    if (!type->oid) {
+        using Extension = ISO_10161_ILL_1_Extension;
+        const SampleType &codec = FindType("ISO-10161-ILL-1", "Extension");
+        auto *extension = Make<Extension>();
+        extension->identifier = type->intId;
+        extension->item = SampleAny(type, 0);
+        Octets first = EncodeWhole(codec, extension);
+        Discard(codec, extension);
+        extension = Make<Extension>();
+        ASSERT_EQ(DecodeWhole(codec, first, extension), 0);
+        ASSERT_NE(extension->item->ai, nullptr);
+        EXPECT_EQ(extension->item->ai->intId, type->intId);
+        EXPECT_EQ(EncodeWhole(codec, extension), first);
+        Discard(codec, extension);
+        // Extension { identifier 5, item [2] "x" }: nothing is registered under 5.
+        extension = Make<Extension>();
+        EXPECT_EQ(DecodeWhole(codec, {0x30, 0x08, 0x80, 0x01, 0x05, 0xA2, 0x03, 0x04, 0x01, 'x'}, extension), -44);
+        Discard(codec, extension);
+        return;
+    }
     for (uint32_t seed = 0; seed < kSampleSeeds; seed++) {
         SCOPED_TRACE("seed " + std::to_string(seed));
-        auto *record = static_cast<AsnExternal *>(MemAlloc(sizeof(AsnExternal)));
-        record->directReference = static_cast<AsnOid *>(MemAlloc(sizeof(AsnOid)));
+        auto *record = Make<AsnExternal>();
+        record->directReference = Make<AsnOid>();
         ASN_MakeOid(type->oid, record->directReference);
         record->encodingChoice = AsnExternal_singleASN1Type;
         record->encoding.singleASN1Type = SampleAny(type, seed);
@@ -202,49 +225,18 @@ TEST_P(RecordType, TravelsAsAStructuredRetrievalRecord)
         ASSERT_FALSE(first.empty());
         PDU *pdu = Decode(first);
         ASSERT_NE(pdu, nullptr);
-        const AsnExternal *decoded = OnlyRecord(pdu);
+        auto *npr = static_cast<NamePlusRecord *>(pdu->a.presentResponse->records->a.responseRecords->first->data);
+        const AsnExternal *decoded = npr->record->a.retrievalRecord;
         ASSERT_EQ(decoded->encodingChoice, static_cast<uint32_t>(AsnExternal_singleASN1Type));
         EXPECT_NE(decoded->encoding.singleASN1Type->value, nullptr);
         EXPECT_EQ(Encode(pdu), first);
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Registry, RecordType, testing::ValuesIn(SampleOpenTypes(true)),
-                         [](const testing::TestParamInfo<const SampleOpenType *> &info) {
-                             return TestName(info.param->oid);
-                         });
-
-// The integer-keyed pair: ILL extension items, found by the extension's
-// identifier; an identifier that nothing is registered under cannot be
-// decoded.
-class IllExtensionItem : public testing::TestWithParam<const SampleOpenType *> {};
-
-TEST_P(IllExtensionItem, DecodesThroughTheIntegerKeyedRegistry)
-{
-    const SampleType &type = FindType("ISO-10161-ILL-1", "Extension");
-    RegisterCodecTypes();
-    auto *extension = static_cast<ISO_10161_ILL_1_Extension *>(MemAlloc(sizeof(ISO_10161_ILL_1_Extension)));
-    extension->identifier = GetParam()->intId;
-    extension->item = SampleAny(GetParam(), 0);
-    Octets first = EncodeWhole(type, extension);
-    Discard(type, extension);
-    extension = static_cast<ISO_10161_ILL_1_Extension *>(MemAlloc(sizeof(ISO_10161_ILL_1_Extension)));
-    ASSERT_EQ(DecodeWhole(type, first, extension), 0);
-    ASSERT_NE(extension->item->ai, nullptr);
-    EXPECT_EQ(extension->item->ai->intId, GetParam()->intId);
-    EXPECT_EQ(EncodeWhole(type, extension), first);
-    Discard(type, extension);
-
-    // Extension { identifier 5, item [2] "x" }: nothing is registered under 5.
-    const Octets unknown = {0x30, 0x08, 0x80, 0x01, 0x05, 0xA2, 0x03, 0x04, 0x01, 'x'};
-    extension = static_cast<ISO_10161_ILL_1_Extension *>(MemAlloc(sizeof(ISO_10161_ILL_1_Extension)));
-    EXPECT_EQ(DecodeWhole(type, unknown, extension), -44);
-    Discard(type, extension);
-}
-
-INSTANTIATE_TEST_SUITE_P(Registry, IllExtensionItem, testing::ValuesIn(SampleOpenTypes(false)),
-                         [](const testing::TestParamInfo<const SampleOpenType *> &info) {
-                             return std::to_string(info.param->intId);
+INSTANTIATE_TEST_SUITE_P(Registry, OpenType, testing::Range(size_t{0}, kSampleOpenTypeCount),
+                         [](const testing::TestParamInfo<size_t> &info) {
+                             const SampleOpenType &type = kSampleOpenTypes[info.param];
+                             return type.oid ? TestName(type.oid) : std::to_string(type.intId);
                          });
 
 } // namespace

@@ -40,16 +40,6 @@ TEST(TableReader, TokenKindsLineByLine)
     EXPECT_FALSE(TableNextToken(&reader, &token));
 }
 
-TEST(TableReader, KindNames)
-{
-    const char *names[] = {"String", "Characters", "Integer", "Double", "Comment", "Null", "Undefined type"};
-    for (int kind = 0; kind < 7; kind++)
-        EXPECT_STREQ(TableTokenKindName(kind), names[kind]);
-    EXPECT_STREQ(TableTokenKindName(-1), "Undefined type");
-    TableReader reader;
-    EXPECT_FALSE(TableOpen("no/such/table.tbl", &reader));
-}
-
 struct LookUpCase {
     const char *name;
     const char *file; // nullptr: no file

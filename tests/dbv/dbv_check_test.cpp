@@ -17,6 +17,21 @@ const char *const kRoot = "psSearchReq->psQuery->uQuery.psRpnQuery->sRpnStructur
 const std::string kTitle = std::string(kRoot) + "psLeftOperand->uRPNStructure.psRpnOperand->uOperand.psAttributesPlusTerm->";
 const std::string kProx = std::string(kRoot) + "psRightOperand->uRPNStructure.psRpnLopRopOperator->";
 
+// The top operator node, the title leaf's attributes plus term and the
+// proximity operator of the valid search request.
+DbvRpnLopRopOperator *Root(DbvSearchReq *r)
+{
+    return r->psQuery->uQuery.psRpnQuery->sRpnStructure.uRPNStructure.psRpnLopRopOperator;
+}
+DbvAttributesPlusTerm *Title(DbvSearchReq *r)
+{
+    return Root(r)->psLeftOperand->uRPNStructure.psRpnOperand->uOperand.psAttributesPlusTerm;
+}
+DbvProximityOperator *Prox(DbvSearchReq *r)
+{
+    return Root(r)->psRightOperand->uRPNStructure.psRpnLopRopOperator->sOperator.psProximityOperator;
+}
+
 template <typename Request> struct Case {
     const char *name;
     void (*breakIt)(Request *);
@@ -24,14 +39,15 @@ template <typename Request> struct Case {
     std::string message;
 };
 
-std::string Missing(const std::string &path)
-{
-    return "Missing compulsory field " + path;
-}
+std::string Missing(const std::string &path) { return "Missing compulsory field " + path; }
+std::string OutOfRange(const std::string &path) { return path + " contains a value which is out of its range"; }
+std::string BadOid(const std::string &path) { return "Invalid oid value " + path + " given"; }
+std::string BadBool(const std::string &path) { return "Invalid boolean value " + path + " given"; }
 
-std::string OutOfRange(const std::string &path)
+std::string NotPermitted(const std::string &options)
 {
-    return path + " contains a value which is out of its range";
+    return "The options string psInitializeReq->pcOptions contains options not permitted by the API (see dbvproto "
+           "ALLOWED_OPTIONS for allowed options)\nValue:" + options;
 }
 
 template <typename Request>
@@ -65,12 +81,9 @@ const Case<DbvInitializeReq> kInitialize[] = {
     {"valid", [](DbvInitializeReq *) {}, 0, ""},
     {"exactly the allowed options", [](DbvInitializeReq *r) { SetText(r->pcOptions, ALLOWED_OPTIONS); }, 0, ""},
     {"no options", [](DbvInitializeReq *r) { SetText(r->pcOptions, ""); }, 0, ""},
-    {"bit 9 set", [](DbvInitializeReq *r) { SetText(r->pcOptions, "1111111111"); }, 67,
-     "The options string psInitializeReq->pcOptions contains options not permitted by the API (see dbvproto "
-     "ALLOWED_OPTIONS for allowed options)\nValue:1111111111"},
+    {"bit 9 set", [](DbvInitializeReq *r) { SetText(r->pcOptions, "1111111111"); }, 67, NotPermitted("1111111111")},
     {"bit 15 set", [](DbvInitializeReq *r) { SetText(r->pcOptions, "1000000000000001"); }, 67,
-     "The options string psInitializeReq->pcOptions contains options not permitted by the API (see dbvproto "
-     "ALLOWED_OPTIONS for allowed options)\nValue:1000000000000001"},
+     NotPermitted("1000000000000001")},
     {"options not a bit string", [](DbvInitializeReq *r) { SetText(r->pcOptions, "11x"); }, 65,
      "The bit string psInitializeReq->pcOptions is invalid\nValue:11x"},
     {"no protocol version", [](DbvInitializeReq *r) { SetText(r->pcProtocolVersion, nullptr); }, 64,
@@ -89,7 +102,7 @@ const Case<DbvInitializeReq> kInitialize[] = {
      OutOfRange("psInitializeReq->ppsOtherInformation[0]->eInformationType")},
     {"other information category",
      [](DbvInitializeReq *r) { SetText(r->ppsOtherInformation[0]->psInfoCategory->pcCategoryTypeId, "1.2."); }, 73,
-     "Invalid oid value psInitializeReq->ppsOtherInformation[0]->psInfoCategory->pcCategoryTypeId given"},
+     BadOid("psInitializeReq->ppsOtherInformation[0]->psInfoCategory->pcCategoryTypeId")},
 };
 
 // The query of a search made a type-7 (SQL) query.
@@ -103,36 +116,24 @@ const std::string kSql = "psSearchReq->psQuery->uQuery.psSQLQuery";
 
 const Case<DbvSearchReq> kSearch[] = {
     {"valid", [](DbvSearchReq *) {}, 0, ""},
-    {"replace indicator", [](DbvSearchReq *r) { r->fReplaceIndicator = 2; }, 72,
-     "Invalid boolean value psSearchReq->fReplaceIndicator given"},
-    {"no databases",
-     [](DbvSearchReq *r) {
-         ClearField(&DbvDesc_SearchReq, r, "ppsDatabaseNames");
-     },
-     64, Missing("psSearchReq->ppsDatabaseNames")},
+    {"replace indicator", [](DbvSearchReq *r) { r->fReplaceIndicator = 2; }, 72, BadBool("psSearchReq->fReplaceIndicator")},
+    {"no databases", [](DbvSearchReq *r) { ClearField(&DbvDesc_SearchReq, r, "ppsDatabaseNames"); }, 64,
+     Missing("psSearchReq->ppsDatabaseNames")},
     {"element set name", [](DbvSearchReq *r) { Reselect(&DbvDesc_ElementSetNames, r->psSmallSetElementNames, EST_DatabaseSpecific); }, 64,
      Missing("psSearchReq->psSmallSetElementNames->uElementSet.ppsElementSetsDbSpecific")},
     {"element set type", [](DbvSearchReq *r) { Reselect(&DbvDesc_ElementSetNames, r->psSmallSetElementNames, 0); }, 66,
      OutOfRange("psSearchReq->psSmallSetElementNames->eElementSetType")},
     {"record syntax", [](DbvSearchReq *r) { SetText(r->pcPreferredRecordSyntax, "1.2.840.x"); }, 73,
-     "Invalid oid value psSearchReq->pcPreferredRecordSyntax given"},
-    {"no query",
-     [](DbvSearchReq *r) {
-         ClearField(&DbvDesc_SearchReq, r, "psQuery");
-     },
-     64, Missing("psSearchReq->psQuery")},
+     BadOid("psSearchReq->pcPreferredRecordSyntax")},
+    {"no query", [](DbvSearchReq *r) { ClearField(&DbvDesc_SearchReq, r, "psQuery"); }, 64, Missing("psSearchReq->psQuery")},
     {"query type", [](DbvSearchReq *r) { Reselect(&DbvDesc_Query, r->psQuery, 9); }, 66, OutOfRange("psSearchReq->psQuery->eQueryType")},
     {"query member", [](DbvSearchReq *r) { Reselect(&DbvDesc_Query, r->psQuery, QT_Iso8777); }, 64,
      Missing("psSearchReq->psQuery->uQuery.psIso8777Query")},
-    {"query type 8", [](DbvSearchReq *r) { Reselect(&DbvDesc_Query, r->psQuery, 8); }, 66,
-     OutOfRange("psSearchReq->psQuery->eQueryType")},
-    {"query type 0", [](DbvSearchReq *r) { Reselect(&DbvDesc_Query, r->psQuery, 0); }, 66,
-     OutOfRange("psSearchReq->psQuery->eQueryType")},
-    {"private query: present is enough",
-     [](DbvSearchReq *r) {
+    {"query type 8", [](DbvSearchReq *r) { Reselect(&DbvDesc_Query, r->psQuery, 8); }, 66, OutOfRange("psSearchReq->psQuery->eQueryType")},
+    {"query type 0", [](DbvSearchReq *r) { Reselect(&DbvDesc_Query, r->psQuery, 0); }, 66, OutOfRange("psSearchReq->psQuery->eQueryType")},
+    {"private query: present is enough", [](DbvSearchReq *r) {
          Reselect(&DbvDesc_Query, r->psQuery, QT_Private);
-         r->psQuery->uQuery.psPrivateQuery = New<DbvExternal>();
-     },
+         r->psQuery->uQuery.psPrivateQuery = New<DbvExternal>(); },
      0, ""},
     {"no private query", [](DbvSearchReq *r) { Reselect(&DbvDesc_Query, r->psQuery, QT_Private); }, 64,
      Missing("psSearchReq->psQuery->uQuery.psPrivateQuery")},
@@ -142,129 +143,66 @@ const Case<DbvSearchReq> kSearch[] = {
     {"sql query without its expression", [](DbvSearchReq *r) { UseSql(r, New<DbvSQLQuery>()); }, 64,
      Missing(kSql + "->sQueryExpression")},
     {"sql abstract database flag", [](DbvSearchReq *r) { UseSql(r, SqlQuery("SELECT 1", 2)); }, 72,
-     "Invalid boolean value " + kSql + "->pfAbstractDatabaseFlag given"},
+     BadBool(kSql + "->pfAbstractDatabaseFlag")},
     {"no attribute set", [](DbvSearchReq *r) { SetText(r->psQuery->uQuery.psRpnQuery->pcAttributeSetId, nullptr); }, 73,
-     "Invalid oid value " + std::string(kQuery) + "pcAttributeSet given"},
+     BadOid(std::string(kQuery) + "pcAttributeSet")},
     {"structure type", [](DbvSearchReq *r) { Reselect(&DbvDesc_RPNStructure, &r->psQuery->uQuery.psRpnQuery->sRpnStructure, 3); }, 66,
      OutOfRange(std::string(kQuery) + "sRpnStructure.eRpnStructureType")},
-    {"malformed attribute set of an attribute",
-     [](DbvSearchReq *r) {
-         DbvAttributesPlusTerm *t = r->psQuery->uQuery.psRpnQuery->sRpnStructure.uRPNStructure.psRpnLopRopOperator
-                                        ->psLeftOperand->uRPNStructure.psRpnOperand->uOperand.psAttributesPlusTerm;
-         SetText(t->ppsAttributeElement[1]->pcAttributeSetId, "bib-1");
-     },
+    {"malformed attribute set of an attribute", [](DbvSearchReq *r) {
+         SetText(Title(r)->ppsAttributeElement[1]->pcAttributeSetId, "bib-1"); },
      64, Missing(kTitle + "ppsAttributeElement[1]->pcAttributeSetId")},
-    {"string of a complex attribute value",
-     [](DbvSearchReq *r) {
-         DbvAttributesPlusTerm *t = r->psQuery->uQuery.psRpnQuery->sRpnStructure.uRPNStructure.psRpnLopRopOperator
-                                        ->psLeftOperand->uRPNStructure.psRpnOperand->uOperand.psAttributesPlusTerm;
+    {"string of a complex attribute value", [](DbvSearchReq *r) {
          Reselect(&DbvDesc_StringOrNumeric,
-                  t->ppsAttributeElement[1]->sAttributeValue.uAttributeValue.psComplexValue->ppsList[0], 0);
-     },
-     66,
-     OutOfRange(kTitle + "ppsAttributeElement[1]->sAttributeValue.uAttributeValue.psComplexValue->ppsList[0]->"
-                         "eStringOrNumeric")},
-    {"empty attribute list",
-     [](DbvSearchReq *r) {
-         DbvAttributesPlusTerm *t = r->psQuery->uQuery.psRpnQuery->sRpnStructure.uRPNStructure.psRpnLopRopOperator
-                                        ->psLeftOperand->uRPNStructure.psRpnOperand->uOperand.psAttributesPlusTerm;
-         ClearField(&DbvDesc_AttributesPlusTerm, t, "ppsAttributeElement");
-         t->ppsAttributeElement = List<DbvAttributeElement>({});
-     },
+                  Title(r)->ppsAttributeElement[1]->sAttributeValue.uAttributeValue.psComplexValue->ppsList[0], 0); },
+     66, OutOfRange(kTitle + "ppsAttributeElement[1]->sAttributeValue.uAttributeValue.psComplexValue->ppsList[0]->"
+                             "eStringOrNumeric")},
+    {"empty attribute list", [](DbvSearchReq *r) {
+         ClearField(&DbvDesc_AttributesPlusTerm, Title(r), "ppsAttributeElement");
+         Title(r)->ppsAttributeElement = List<DbvAttributeElement>({}); },
      0, ""},
-    {"no attribute list",
-     [](DbvSearchReq *r) {
-         DbvAttributesPlusTerm *t = r->psQuery->uQuery.psRpnQuery->sRpnStructure.uRPNStructure.psRpnLopRopOperator
-                                        ->psLeftOperand->uRPNStructure.psRpnOperand->uOperand.psAttributesPlusTerm;
-         ClearField(&DbvDesc_AttributesPlusTerm, t, "ppsAttributeElement");
-     },
+    {"no attribute list", [](DbvSearchReq *r) { ClearField(&DbvDesc_AttributesPlusTerm, Title(r), "ppsAttributeElement"); },
      64, Missing(kTitle + "ppsAttributeElement")},
-    {"numeric term with anything in the union",
-     [](DbvSearchReq *r) {
-         DbvTerm *t = &r->psQuery->uQuery.psRpnQuery->sRpnStructure.uRPNStructure.psRpnLopRopOperator->psLeftOperand
-                           ->uRPNStructure.psRpnOperand->uOperand.psAttributesPlusTerm->sTerm;
-         Reselect(&DbvDesc_Term, t, TT_Numeric);
-         t->uTerm.ulNumeric = 0xDEADBEEF;
-     },
+    {"numeric term with anything in the union", [](DbvSearchReq *r) {
+         Reselect(&DbvDesc_Term, &Title(r)->sTerm, TT_Numeric);
+         Title(r)->sTerm.uTerm.ulNumeric = 0xDEADBEEF; },
      0, ""},
-    {"term type",
-     [](DbvSearchReq *r) {
-         Reselect(&DbvDesc_Term,
-                  &r->psQuery->uQuery.psRpnQuery->sRpnStructure.uRPNStructure.psRpnLopRopOperator->psLeftOperand
-                       ->uRPNStructure.psRpnOperand->uOperand.psAttributesPlusTerm->sTerm,
-                  9);
-     },
-     66, OutOfRange(kTitle + "sTerm.eTermType")},
-    {"operator type",
-     [](DbvSearchReq *r) {
-         r->psQuery->uQuery.psRpnQuery->sRpnStructure.uRPNStructure.psRpnLopRopOperator->sOperator.eOperatorType = 0;
-     },
-     66, OutOfRange(std::string(kRoot) + "sOperator.eOperatorType")},
+    {"term type", [](DbvSearchReq *r) { Reselect(&DbvDesc_Term, &Title(r)->sTerm, 9); }, 66,
+     OutOfRange(kTitle + "sTerm.eTermType")},
+    {"operator type", [](DbvSearchReq *r) { Root(r)->sOperator.eOperatorType = 0; }, 66,
+     OutOfRange(std::string(kRoot) + "sOperator.eOperatorType")},
     {"known proximity unit 11",
-     [](DbvSearchReq *r) {
-         r->psQuery->uQuery.psRpnQuery->sRpnStructure.uRPNStructure.psRpnLopRopOperator->psRightOperand->uRPNStructure
-             .psRpnLopRopOperator->sOperator.psProximityOperator->sProximityUnitCode.uProximityUnit.eKnownProximityUnit =
-             KPU_Byte;
-     },
-     0, ""},
-    {"known proximity unit 12",
-     [](DbvSearchReq *r) {
-         r->psQuery->uQuery.psRpnQuery->sRpnStructure.uRPNStructure.psRpnLopRopOperator->psRightOperand->uRPNStructure
-             .psRpnLopRopOperator->sOperator.psProximityOperator->sProximityUnitCode.uProximityUnit.eKnownProximityUnit = 12;
-     },
-     66,
-     OutOfRange(kProx + "sOperator.psProximityOperator->sProximityUnitCode.uProximityUnit.eKnownProximityUnit")},
-    {"proximity exclusion",
-     [](DbvSearchReq *r) {
-         *r->psQuery->uQuery.psRpnQuery->sRpnStructure.uRPNStructure.psRpnLopRopOperator->psRightOperand->uRPNStructure
-              .psRpnLopRopOperator->sOperator.psProximityOperator->pfExclusion = -1;
-     },
-     72, "Invalid boolean value " + kProx + "sOperator.psProximityOperator->pfExclusion given"},
-    {"no right operand",
-     [](DbvSearchReq *r) {
-         DbvRpnLopRopOperator *op = r->psQuery->uQuery.psRpnQuery->sRpnStructure.uRPNStructure.psRpnLopRopOperator;
-         ClearField(&DbvDesc_RpnLopRopOperator, op, "psRightOperand");
-     },
-     64, Missing(std::string(kRoot) + "psRightOperand")},
+     [](DbvSearchReq *r) { Prox(r)->sProximityUnitCode.uProximityUnit.eKnownProximityUnit = KPU_Byte; }, 0, ""},
+    {"known proximity unit 12", [](DbvSearchReq *r) { Prox(r)->sProximityUnitCode.uProximityUnit.eKnownProximityUnit = 12; },
+     66, OutOfRange(kProx + "sOperator.psProximityOperator->sProximityUnitCode.uProximityUnit.eKnownProximityUnit")},
+    {"proximity exclusion", [](DbvSearchReq *r) { *Prox(r)->pfExclusion = -1; }, 72,
+     BadBool(kProx + "sOperator.psProximityOperator->pfExclusion")},
+    {"no right operand", [](DbvSearchReq *r) { ClearField(&DbvDesc_RpnLopRopOperator, Root(r), "psRightOperand"); }, 64,
+     Missing(std::string(kRoot) + "psRightOperand")},
 };
+
+const std::string kComp = "psPresentReq->psRecordComposition->uRecordComposition.psCompSpec->";
+DbvCompSpec *Comp(DbvPresentReq *r) { return r->psRecordComposition->uRecordComposition.psCompSpec; }
 
 const Case<DbvPresentReq> kPresent[] = {
     {"valid", [](DbvPresentReq *) {}, 0, ""},
     {"composition type", [](DbvPresentReq *r) { Reselect(&DbvDesc_RecordComposition, r->psRecordComposition, 3); }, 66,
      OutOfRange("psPresentReq->psRecordComposition->eRecordCompositionType")},
-    {"alternative syntax flag",
-     [](DbvPresentReq *r) { r->psRecordComposition->uRecordComposition.psCompSpec->fSelectAlternativeSyntax = 7; }, 72,
-     "Invalid boolean value psPresentReq->psRecordComposition->uRecordComposition.psCompSpec->fSelectAlternativeSyntax "
-     "given"},
-    {"database specific schema",
-     [](DbvPresentReq *r) {
-         SetText(r->psRecordComposition->uRecordComposition.psCompSpec->ppsDbSpecific[0]->sSpecification.pcSchema, ".1");
-     },
-     73,
-     "Invalid oid value psPresentReq->psRecordComposition->uRecordComposition.psCompSpec->ppsDbSpecific[0]->"
-     "sSpecification.pcSchema given"},
-    {"record syntax entry",
-     [](DbvPresentReq *r) { SetText(r->psRecordComposition->uRecordComposition.psCompSpec->ppcRecordSyntax[1], "1.2.3."); },
-     73, "Invalid oid value psPresentReq->psRecordComposition->uRecordComposition.psCompSpec->ppcRecordSyntax[1] given"},
+    {"alternative syntax flag", [](DbvPresentReq *r) { Comp(r)->fSelectAlternativeSyntax = 7; }, 72,
+     BadBool(kComp + "fSelectAlternativeSyntax")},
+    {"database specific schema", [](DbvPresentReq *r) { SetText(Comp(r)->ppsDbSpecific[0]->sSpecification.pcSchema, ".1"); },
+     73, BadOid(kComp + "ppsDbSpecific[0]->sSpecification.pcSchema")},
+    {"record syntax entry", [](DbvPresentReq *r) { SetText(Comp(r)->ppcRecordSyntax[1], "1.2.3."); }, 73,
+     BadOid(kComp + "ppcRecordSyntax[1]")},
     {"element specification",
-     [](DbvPresentReq *r) {
-         DbvElementSpec *e = r->psRecordComposition->uRecordComposition.psCompSpec->psGeneric->psElementSpec;
-         Reselect(&DbvDesc_ElementSpec, e, EST_External);
-     },
-     64,
-     Missing("psPresentReq->psRecordComposition->uRecordComposition.psCompSpec->psGeneric->psElementSpec->"
-             "uElementSpec.psExternal")},
+     [](DbvPresentReq *r) { Reselect(&DbvDesc_ElementSpec, Comp(r)->psGeneric->psElementSpec, EST_External); }, 64,
+     Missing(kComp + "psGeneric->psElementSpec->uElementSpec.psExternal")},
 };
 
 const Case<DbvScanReq> kScan[] = {
     {"valid", [](DbvScanReq *) {}, 0, ""},
-    {"no databases",
-     [](DbvScanReq *r) {
-         ClearField(&DbvDesc_ScanReq, r, "ppsDatabaseNames");
-     },
-     64, Missing("psScanReq->ppsDatabaseNames")},
-    {"attribute set", [](DbvScanReq *r) { SetText(r->pcAttributeSetId, ""); }, 73,
-     "Invalid oid value psScanReq->pcAttributeSetId given"},
+    {"no databases", [](DbvScanReq *r) { ClearField(&DbvDesc_ScanReq, r, "ppsDatabaseNames"); }, 64,
+     Missing("psScanReq->ppsDatabaseNames")},
+    {"attribute set", [](DbvScanReq *r) { SetText(r->pcAttributeSetId, ""); }, 73, BadOid("psScanReq->pcAttributeSetId")},
     {"start term", [](DbvScanReq *r) { Reselect(&DbvDesc_Term, &r->sAttributesPlusTerm.sTerm, TT_DateTime); }, 64,
      Missing("psScanReq->sAttributesPlusTerm.sTerm.uTerm.pcDateTime")},
 };
@@ -299,49 +237,30 @@ const Case<DbvDiagnostic> kDiagnostics[] = {
      Missing(kDefault)},
     {"no external", [](DbvDiagnostic *d) { Reselect(&DbvDesc_Diagnostic, d, DT_ExternallyDefined); }, 64,
      Missing("psDiagnostic->uDiagnostics.psExternallyDefined")},
-    {"external without identifier",
-     [](DbvDiagnostic *d) {
+    {"external without identifier", [](DbvDiagnostic *d) {
          Reselect(&DbvDesc_Diagnostic, d, DT_ExternallyDefined);
-         d->uDiagnostics.psExternallyDefined = New<DbvExternal>();
-     },
+         d->uDiagnostics.psExternallyDefined = New<DbvExternal>(); },
      74, "Invalid oid value NULL for external psDiagnostic->uDiagnostics.psExternallyDefined"},
     {"diagnostic set", [](DbvDiagnostic *d) { SetText(d->uDiagnostics.psDefault->pcDiagnosticSetId, "bib-1"); }, 73,
-     "Invalid oid value " + kDefault + "->pcDiagnosticSetId given"},
+     BadOid(kDefault + "->pcDiagnosticSetId")},
     {"no diagnostic set", [](DbvDiagnostic *d) { SetText(d->uDiagnostics.psDefault->pcDiagnosticSetId, nullptr); }, 73,
-     "Invalid oid value " + kDefault + "->pcDiagnosticSetId given"},
+     BadOid(kDefault + "->pcDiagnosticSetId")},
     {"version 2 without text",
      [](DbvDiagnostic *d) { SetText(d->uDiagnostics.psDefault->sAdditionalInfo.uAdditionalInfo.pcV2, nullptr); }, 64,
      Missing(kDefault + "->sAdditionalInfo.uAdditionalInfo.pcV2")},
     {"version 3 without text",
      [](DbvDiagnostic *d) { Reselect(&DbvDesc_AdditionalInfo, &d->uDiagnostics.psDefault->sAdditionalInfo, PVIF_Version3); },
      64, Missing(kDefault + "->sAdditionalInfo.uAdditionalInfo.psV3")},
-    {"protocol version", [](DbvDiagnostic *d) {
-         Reselect(&DbvDesc_AdditionalInfo, &d->uDiagnostics.psDefault->sAdditionalInfo, 3);
-     }, 66, OutOfRange(kDefault + "->sAdditionalInfo.eProtocolVersionInForce")},
+    {"protocol version", [](DbvDiagnostic *d) { Reselect(&DbvDesc_AdditionalInfo, &d->uDiagnostics.psDefault->sAdditionalInfo, 3); },
+     66, OutOfRange(kDefault + "->sAdditionalInfo.eProtocolVersionInForce")},
 };
 
-TEST(DbvCheck, Diagnostics)
+TEST(DbvCheck, EachBrokenFieldWithItsCodeAndMessage)
 {
     RunCases(kDiagnostics, std::size(kDiagnostics), ValidDiagnostic, DbvCheckDiagnostic, DbvFreeDiagnostic);
-}
-
-TEST(DbvCheck, InitializeRequests)
-{
     RunCases(kInitialize, std::size(kInitialize), ValidInitializeRequest, DbvCheckInitializeRequest, DbvFreeInitializeReq);
-}
-
-TEST(DbvCheck, SearchRequests)
-{
     RunCases(kSearch, std::size(kSearch), ValidSearchRequest, DbvCheckSearchRequest, DbvFreeSearchReq);
-}
-
-TEST(DbvCheck, PresentRequests)
-{
     RunCases(kPresent, std::size(kPresent), ValidPresentRequest, DbvCheckPresentRequest, DbvFreePresentReq);
-}
-
-TEST(DbvCheck, ScanRequests)
-{
     RunCases(kScan, std::size(kScan), ValidScanRequest, DbvCheckScanRequest, DbvFreeScanReq);
 }
 
@@ -355,23 +274,20 @@ TEST(DbvCheck, NoRequest)
 
 TEST(DbvCheck, PathTooLongForTheMessageKeepsItsEnd)
 {
-    // A query nested so deep that its path is longer than the message.
+    // A broken term in a query nested so deep (the title leaf stays leftmost)
+    // that its path is longer than the message.
     DbvSearchReq *r = ValidSearchRequest();
+    Reselect(&DbvDesc_Term, &Title(r)->sTerm, 0);
     DbvRPNStructure *top = &r->psQuery->uQuery.psRpnQuery->sRpnStructure;
     for (int i = 0; i < 120; i++) {
-        DbvRpnLopRopOperator *node = top->uRPNStructure.psRpnLopRopOperator;
         DbvRPNStructure *wrapped = New<DbvRPNStructure>();
         *wrapped = *top;
         DbvRpnLopRopOperator *outer = New<DbvRpnLopRopOperator>();
         outer->psLeftOperand = wrapped;
-        outer->psRightOperand = DbvCopyRPNStructure(node->psRightOperand);
+        outer->psRightOperand = DbvCopyRPNStructure(top->uRPNStructure.psRpnLopRopOperator->psRightOperand);
         outer->sOperator.eOperatorType = OPR_Or;
         top->uRPNStructure.psRpnLopRopOperator = outer;
     }
-    DbvRPNStructure *deepest = top;
-    while (deepest->eRpnStructureType == RST_RpnLopRopOperator)
-        deepest = deepest->uRPNStructure.psRpnLopRopOperator->psLeftOperand;
-    Reselect(&DbvDesc_Term, &deepest->uRPNStructure.psRpnOperand->uOperand.psAttributesPlusTerm->sTerm, 0);
     SIError *error = nullptr;
     ASSERT_EQ(DbvCheckSearchRequest(-1, r, &error), SI_NOTOK);
     std::string message = error->pcDiagnostics;

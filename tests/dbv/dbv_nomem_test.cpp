@@ -59,9 +59,8 @@ extern "C" void *MemRealloc(void *block, size_t size)
 
 namespace {
 
-// Runs step (true: it succeeded) with ever later failing allocations until
-// it succeeds; each failure must leave as many blocks alive as before.
-// The number of allocations the step needs.
+// Runs step (true: it succeeded) with ever later failing allocations until it
+// succeeds, and returns how many it needed; no failure may leave a block behind.
 long ExpectCleanFailures(const std::function<bool()> &step)
 {
     for (long n = 0; n < 100000; n++) {
@@ -90,22 +89,20 @@ TEST(DbvNoMemory, ConvertersAndCopyFailCleanly)
             int result = DbvPduToAsn(pdu, &out);
             if (result == DBV_CONVERT_OK) {
                 Release(out);
-                return true;
+            } else {
+                EXPECT_TRUE(result == DBV_CONVERT_NO_MEMORY && out == nullptr) << result;
             }
-            EXPECT_EQ(result, DBV_CONVERT_NO_MEMORY);
-            EXPECT_EQ(out, nullptr);
-            return false;
+            return result == DBV_CONVERT_OK;
         }), 20);
         EXPECT_GT(ExpectCleanFailures([&] {
             DbvPdu *out = reinterpret_cast<DbvPdu *>(1);
-            int result = DbvPduFromAsn(asn, &out);
-            if (result == DBV_CONVERT_OK) {
-                EXPECT_TRUE(DbvTreeEqual(&DbvDesc_Pdu, pdu, out));
-                DbvFreePdu(out);
-                return true;
+            if (DbvPduFromAsn(asn, &out) != DBV_CONVERT_OK) {
+                EXPECT_EQ(out, nullptr);
+                return false;
             }
-            EXPECT_EQ(out, nullptr);
-            return false;
+            EXPECT_TRUE(DbvTreeEqual(&DbvDesc_Pdu, pdu, out));
+            DbvFreePdu(out);
+            return true;
         }), 20);
         EXPECT_GT(ExpectCleanFailures([&] {
             DbvPdu *copy = DbvCopyPdu(pdu);

@@ -1,5 +1,8 @@
 #include "tests/dbv/dbv_testkit.h"
 
+#include <dirent.h>
+
+#include <algorithm>
 #include <cstring>
 #include <fstream>
 #include <iterator>
@@ -35,10 +38,13 @@ char *Text(const char *text)
 
 namespace {
 
-size_t SlotSize(const DbvFieldDesc *f)
+// Frees the value of field f of the structure at base and leaves it absent.
+void FreeField(const DbvFieldDesc *f, void *base)
 {
+    void *slot = static_cast<char *>(base) + f->ulDbvOffset;
+    DbvFreeSlot(&f->sValue, f->ulFlags, slot);
     bool pointer = DbvIsPointerKind(f->sValue.eKind) || (f->ulFlags & DBV_F_DBV_PTR);
-    return pointer ? sizeof(void *) : DbvValueSize(&f->sValue);
+    std::memset(slot, 0, pointer ? sizeof(void *) : DbvValueSize(&f->sValue));
 }
 
 } // namespace
@@ -46,13 +52,8 @@ size_t SlotSize(const DbvFieldDesc *f)
 void ClearField(const DbvTypeDesc *type, void *structure, const char *name)
 {
     for (uint32_t i = 0; i < type->ulFieldCount; i++) {
-        const DbvFieldDesc *f = &type->psFields[i];
-        if (f->pcName && std::strcmp(f->pcName, name) == 0) {
-            void *slot = static_cast<char *>(structure) + f->ulDbvOffset;
-            DbvFreeSlot(&f->sValue, f->ulFlags, slot);
-            std::memset(slot, 0, SlotSize(f));
-            return;
-        }
+        if (type->psFields[i].pcName && std::strcmp(type->psFields[i].pcName, name) == 0)
+            return FreeField(&type->psFields[i], structure);
     }
 }
 
@@ -66,12 +67,18 @@ void Reselect(const DbvTypeDesc *choice, void *value, int selector)
     }
     int *current = reinterpret_cast<int *>(static_cast<char *>(value) + choice->ulSelectorOffset);
     const DbvFieldDesc *alt = DbvChoiceAlternative(choice, *current);
-    if (alt && alt->sValue.eKind != DBV_K_NULL) {
-        void *slot = static_cast<char *>(value) + alt->ulDbvOffset;
-        DbvFreeSlot(&alt->sValue, alt->ulFlags, slot);
-        std::memset(slot, 0, SlotSize(alt));
-    }
+    if (alt && alt->sValue.eKind != DBV_K_NULL)
+        FreeField(alt, value);
     *current = selector;
+}
+
+DbvExternal *OctetAlignedExternal(const char *oid, const std::string &bytes)
+{
+    DbvExternal *e = New<DbvExternal>();
+    e->ObjectIdentifier = Text(oid);
+    e->eValueType = EVT_OctetAligned;
+    e->uExternalValue.psOctetAligned = Octets(bytes);
+    return e;
 }
 
 void SetText(char *&field, const char *text)
@@ -143,14 +150,12 @@ void FillExternal(DbvExternal *e, unsigned &seed, int depth)
         e->eValueType = EVT_Arbitrary;
         e->uExternalValue.psArbitrary = Text("1011001");
         break;
-    case 2: {
-        // A value whose identifier the codec does not decode: kept as BER.
+    case 2: // a value whose identifier the codec does not decode: kept as BER
         e->ObjectIdentifier = Text("1.2.840.10003.5.1000.1");
         e->eValueType = EVT_SingleASN1Type;
         e->uExternalValue.psSingleASN1Type = New<DbvSingleASN1Type>();
         e->uExternalValue.psSingleASN1Type->uASN1.psRawEncoding = Octets(std::string("\x30\x03\x02\x01\x07", 5));
         break;
-    }
     default: {
         const DbvTypeDesc *single = &DbvDesc_SingleASN1Type;
         // The typed alternatives follow the raw one. ILL PDUs carry ANY
@@ -179,13 +184,10 @@ void FillValue(const DbvValueDesc *v, void *value, unsigned &seed, int depth)
         *static_cast<int *>(value) = DBV_TRUE;
         break;
     case DBV_K_OCTS:
-    case DBV_K_ANY: {
-        // Octets that are a BER element themselves, so that they also do
-        // for the open (ANY) values.
+    case DBV_K_ANY: // octets that are a BER element themselves, as the open (ANY) values must be
         *static_cast<DbvOctetString *>(value) =
             InlineOctets(std::string("\x04\x03", 2) + static_cast<char>('a' + seed++ % 26) + "xy");
         break;
-    }
     case DBV_K_TEXT:
         *static_cast<char **>(value) = Text(("text" + std::to_string(seed++ % 100)).c_str());
         break;
@@ -216,13 +218,9 @@ void FillValue(const DbvValueDesc *v, void *value, unsigned &seed, int depth)
 
 void FillSlot(const DbvValueDesc *v, uint32_t flags, void *slot, unsigned &seed, int depth)
 {
-    if (!(flags & DBV_F_DBV_PTR)) {
-        FillValue(v, slot, seed, depth);
-        return;
-    }
-    void *value = MemAlloc(DbvValueSize(v));
-    *static_cast<void **>(slot) = value;
-    FillValue(v, value, seed, depth);
+    if (flags & DBV_F_DBV_PTR)
+        slot = *static_cast<void **>(slot) = MemAlloc(DbvValueSize(v));
+    FillValue(v, slot, seed, depth);
 }
 
 DbvOtherInformation *NoteInformation()
@@ -262,11 +260,21 @@ DbvAttributeElement *ComplexAttribute()
     return a;
 }
 
-DbvRPNStructure *Leaf(DbvOperand *operand)
+// A query structure: an operand, or an operator node (taking over left and
+// right) when there is no operand.
+DbvRPNStructure *Structure(DbvOperand *operand, DbvRPNStructure *left = nullptr, DbvRPNStructure *right = nullptr,
+                           int type = 0)
 {
     DbvRPNStructure *s = New<DbvRPNStructure>();
-    s->eRpnStructureType = RST_RpnOperand;
-    s->uRPNStructure.psRpnOperand = operand;
+    s->eRpnStructureType = operand ? RST_RpnOperand : RST_RpnLopRopOperator;
+    if (operand) {
+        s->uRPNStructure.psRpnOperand = operand;
+        return s;
+    }
+    DbvRpnLopRopOperator *n = s->uRPNStructure.psRpnLopRopOperator = New<DbvRpnLopRopOperator>();
+    n->psLeftOperand = left;
+    n->psRightOperand = right;
+    n->sOperator.eOperatorType = type;
     return s;
 }
 
@@ -274,21 +282,11 @@ DbvOperand *TermOperand(const char *term, DbvAttributeElement **attributes)
 {
     DbvOperand *o = New<DbvOperand>();
     o->eOperandType = OPD_AttributesPlusTerm;
-    DbvAttributesPlusTerm *apt = New<DbvAttributesPlusTerm>();
+    DbvAttributesPlusTerm *apt = o->uOperand.psAttributesPlusTerm = New<DbvAttributesPlusTerm>();
     apt->ppsAttributeElement = attributes;
     apt->sTerm.eTermType = TT_General;
     apt->sTerm.uTerm.psGeneral = Octets(term);
-    o->uOperand.psAttributesPlusTerm = apt;
     return o;
-}
-
-DbvRpnLopRopOperator *Node(DbvRPNStructure *left, DbvRPNStructure *right, int type)
-{
-    DbvRpnLopRopOperator *n = New<DbvRpnLopRopOperator>();
-    n->psLeftOperand = left;
-    n->psRightOperand = right;
-    n->sOperator.eOperatorType = type;
-    return n;
 }
 
 } // namespace
@@ -382,6 +380,21 @@ std::vector<unsigned char> Fixture(const char *name)
     return std::vector<unsigned char>(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
+std::vector<std::string> FixtureNames()
+{
+    std::vector<std::string> names;
+    if (DIR *dir = opendir(KESTRA_FIXTURES)) {
+        while (dirent *e = readdir(dir)) {
+            std::string name = e->d_name;
+            if (name.size() > 4 && name.compare(name.size() - 4, 4, ".ber") == 0)
+                names.push_back(name);
+        }
+        closedir(dir);
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
 DbvInitializeReq *ValidInitializeRequest()
 {
     DbvInitializeReq *r = New<DbvInitializeReq>();
@@ -399,10 +412,7 @@ DbvInitializeReq *ValidInitializeRequest()
     r->psImplementationId = Octets("Vantor Systems (61)");
     r->psImplementationName = Octets("Kestra Z39.50 Client");
     r->psImplementationVersion = Octets("1.1");
-    r->psUserInformationField = New<DbvExternal>();
-    r->psUserInformationField->ObjectIdentifier = Text("1.2.840.10003.10.1000.17.1");
-    r->psUserInformationField->eValueType = EVT_OctetAligned;
-    r->psUserInformationField->uExternalValue.psOctetAligned = Octets("hello");
+    r->psUserInformationField = OctetAlignedExternal("1.2.840.10003.10.1000.17.1", "hello");
     r->ppsOtherInformation = List<DbvOtherInformation>({NoteInformation()});
     return r;
 }
@@ -421,27 +431,27 @@ DbvSearchReq *ValidSearchRequest()
     r->psSmallSetElementNames->uElementSet.psGeneric = Octets("F");
     r->pcPreferredRecordSyntax = Text("1.2.840.10003.5.10");
     // "computer" AND ("knuth" PROX result set "old")
-    DbvRPNStructure *title = Leaf(TermOperand("computer", List<DbvAttributeElement>({Attribute(1, 4), ComplexAttribute()})));
-    DbvRPNStructure *author = Leaf(TermOperand("knuth", List<DbvAttributeElement>({Attribute(1, 1003)})));
     DbvOperand *old = New<DbvOperand>();
     old->eOperandType = OPD_ResultSetId;
     old->uOperand.psResultSetId = Octets("old");
-    DbvRpnLopRopOperator *prox = Node(author, Leaf(old), OPR_Prox);
-    DbvProximityOperator *p = New<DbvProximityOperator>();
+    DbvRPNStructure *right =
+        Structure(nullptr, Structure(TermOperand("knuth", List<DbvAttributeElement>({Attribute(1, 1003)}))),
+                  Structure(old), OPR_Prox);
+    DbvProximityOperator *p = right->uRPNStructure.psRpnLopRopOperator->sOperator.psProximityOperator =
+        New<DbvProximityOperator>();
     p->pfExclusion = New<int>();
     p->ulDistance = 3;
     p->fOrdered = DBV_TRUE;
     p->eProximityRelationType = PRT_LessThanOrEqual;
     p->sProximityUnitCode.eProximityUnitType = PUT_Known;
     p->sProximityUnitCode.uProximityUnit.eKnownProximityUnit = KPU_Word;
-    prox->sOperator.psProximityOperator = p;
-    DbvRPNStructure *right = New<DbvRPNStructure>();
-    right->eRpnStructureType = RST_RpnLopRopOperator;
-    right->uRPNStructure.psRpnLopRopOperator = prox;
+    DbvRPNStructure *top = Structure(
+        nullptr, Structure(TermOperand("computer", List<DbvAttributeElement>({Attribute(1, 4), ComplexAttribute()}))),
+        right, OPR_And);
     DbvRPNQuery *rpn = New<DbvRPNQuery>();
     rpn->pcAttributeSetId = Text("1.2.840.10003.3.1");
-    rpn->sRpnStructure.eRpnStructureType = RST_RpnLopRopOperator;
-    rpn->sRpnStructure.uRPNStructure.psRpnLopRopOperator = Node(title, right, OPR_And);
+    rpn->sRpnStructure = *top;
+    MemFree(top);
     r->psQuery = New<DbvQuery>();
     r->psQuery->eQueryType = QT_Rpn;
     r->psQuery->uQuery.psRpnQuery = rpn;

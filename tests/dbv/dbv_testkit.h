@@ -27,6 +27,8 @@ void ClearField(const DbvTypeDesc *type, void *structure, const char *name);
 // Frees the current alternative of a choice (or of the choice embedded in
 // a structure) and selects another, left empty.
 void Reselect(const DbvTypeDesc *choice, void *value, int selector);
+// An External of octet-aligned bytes under the identifier oid.
+DbvExternal *OctetAlignedExternal(const char *oid, const std::string &bytes);
 // Replaces a text field (freeing the old one); NULL clears it.
 void SetText(char *&field, const char *text);
 // A NULL-terminated list of the given entries.
@@ -56,6 +58,8 @@ void EachStructure(const DbvTypeDesc *type, void *value, const DbvTypeDesc *want
 DbvPdu *RoundTrip(const DbvPdu *pdu);
 // The BER octets of a fixture file of tests/asn/fixtures.
 std::vector<unsigned char> Fixture(const char *name);
+// The names of all those files, sorted.
+std::vector<std::string> FixtureNames();
 
 // An SQL query of the given text; the abstract-database flag is left out
 // when flag is negative.

@@ -5,8 +5,6 @@ example records indexed (databases "marc" and "gils").
 
     peers.py start STATE_FILE   start both, write their ports as JSON, exit
     peers.py stop STATE_FILE    stop the peers named in STATE_FILE
-
-From Python: `with running() as p: p['ztest'], p['zebra']` (host, port).
 """
 
 import contextlib
@@ -76,15 +74,19 @@ def write_scan_words(workdir):
                     f.write(a + b + c + '\n')
 
 
-def start_ztest(workdir):
-    write_scan_words(workdir)
+def launch(name, command, cwd, workdir):
+    """Starts a peer listening on a free loopback port; (process, port)."""
     port = free_port()
-    log = open(os.path.join(workdir, 'ztest.log'), 'w')
-    proc = subprocess.Popen(['yaz-ztest', '-l', os.path.join(workdir, 'ztest.log'),
-                             'tcp:127.0.0.1:%d' % port],
-                            cwd=workdir, stdout=log, stderr=subprocess.STDOUT)
+    logfile = os.path.join(workdir, name + '.log')
+    proc = subprocess.Popen(command + ['-l', logfile, 'tcp:127.0.0.1:%d' % port], cwd=cwd,
+                            stdout=open(logfile, 'a'), stderr=subprocess.STDOUT)
     wait_listening(port, proc)
     return proc, port
+
+
+def start_ztest(workdir):
+    write_scan_words(workdir)
+    return launch('ztest', ['yaz-ztest'], workdir, workdir)
 
 
 def prepare_zebra(workdir):
@@ -110,13 +112,7 @@ def prepare_zebra(workdir):
 
 def start_zebra(workdir):
     zdir, cfg = prepare_zebra(workdir)
-    port = free_port()
-    log = open(os.path.join(workdir, 'zebra.log'), 'w')
-    proc = subprocess.Popen(['zebrasrv-2.0', '-c', cfg, '-l', os.path.join(workdir, 'zebra.log'),
-                             'tcp:127.0.0.1:%d' % port],
-                            cwd=zdir, stdout=log, stderr=subprocess.STDOUT)
-    wait_listening(port, proc)
-    return proc, port
+    return launch('zebra', ['zebrasrv-2.0', '-c', cfg], zdir, workdir)
 
 
 def start_all():
@@ -152,25 +148,15 @@ def stop_all(state):
     shutil.rmtree(state['dir'], ignore_errors=True)
 
 
-@contextlib.contextmanager
-def running():
-    state = start_all()
-    try:
-        yield {'ztest': tuple(state['ztest']), 'zebra': tuple(state['zebra'])}
-    finally:
-        stop_all(state)
-
-
-def main(argv):
+def main(argv, start=start_all, usage=__doc__):
     if len(argv) != 2 or argv[0] not in ('start', 'stop'):
-        sys.stderr.write(__doc__)
+        sys.stderr.write(usage)
         return 2
     if argv[0] == 'start':
-        state = start_all()
+        state = start()
         with open(argv[1], 'w') as f:
             json.dump(state, f)
-        # The peers outlive this process; stop them with "stop".
-        return 0
+        return 0  # the peers outlive this process; stop them with "stop"
     with open(argv[1]) as f:
         stop_all(json.load(f))
     os.remove(argv[1])

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -14,16 +15,6 @@
 #include "tests/toolkit/toolkit_kit.h"
 
 namespace {
-
-struct Offer {
-    const char *name;
-    const char *peer;
-    const char *database;
-    const char *term;
-    const char *syntax;
-    int valueType;
-    int asn1Type; // of a single-ASN1-type value
-};
 
 class LiveTest : public testing::Test {
 protected:
@@ -34,87 +25,80 @@ protected:
     }
 };
 
-class Syntaxes : public LiveTest, public testing::WithParamInterface<Offer> {};
+struct Syntax {
+    const char *oid;
+    int valueType;
+    int asn1Type; // of a single-ASN1-type value
+};
 
-TEST_P(Syntaxes, PresentBringsRecordsOfTheSyntax)
+const Syntax kUsmarc = {"1.2.840.10003.5.10", EVT_OctetAligned, 0},
+             kSutrs = {"1.2.840.10003.5.101", EVT_SingleASN1Type, AT_UnstructuredText},
+             kOpac = {"1.2.840.10003.5.102", EVT_SingleASN1Type, AT_OpacRecord},
+             kGrs1 = {"1.2.840.10003.5.105", EVT_SingleASN1Type, AT_GenericRecord};
+
+struct Offer {
+    const char *name;
+    const char *peer;
+    const char *database;
+    const char *term;
+    std::vector<Syntax> syntaxes;
+    int leastScanEntries; // yaz-ztest answers with an empty list; -1: no scan
+};
+
+class Sessions : public LiveTest, public testing::WithParamInterface<Offer> {};
+
+// Initialize, search, present in every record syntax offered, scan, abort.
+TEST_P(Sessions, PresentInEverySyntaxOfferedAndScan)
 {
     const Offer &c = GetParam();
     std::string failure;
     DbvAssocId id = OpenSearched(PeerPort("KESTRA_PEERS_STATE", c.peer), c.database, c.term, 100000, &failure);
     ASSERT_GE(id, 0) << failure;
-    DbvReceivedPdu *pdu =
-        Exchange(id, DBVPresentRequest, &DbvDesc_PresentReq, MakePresentReq(1, 2, c.syntax), RPT_PresentRsp, &failure);
-    ASSERT_TRUE(pdu) << failure;
-    const DbvPresentRsp *response = pdu->uPdu.psPresentRsp;
-    EXPECT_EQ(response->ePresentStatus, PS_Success);
-    ASSERT_TRUE(response->psRecords && response->psRecords->eRecordsType == RT_Response);
-    DbvNamePlusRecord **records = response->psRecords->uRecords.ppsResponseRecords;
-    ASSERT_EQ(DbvListCount(records), response->ulNumberOfRecordsReturned);
-    EXPECT_GT(response->ulNumberOfRecordsReturned, 0u);
-    for (uint32_t i = 0; records && records[i]; i++) {
-        ASSERT_EQ(records[i]->sRecord.eRecordType, DRT_Retrieval);
-        const DbvExternal *record = records[i]->sRecord.uRecord.psRetrievalRecord;
-        EXPECT_STREQ(record->ObjectIdentifier, c.syntax);
-        ASSERT_EQ(record->eValueType, c.valueType);
-        if (c.valueType == EVT_SingleASN1Type) {
-            EXPECT_EQ(record->uExternalValue.psSingleASN1Type->eASN1Type, c.asn1Type);
-        } else {
-            EXPECT_GT(record->uExternalValue.psOctetAligned->ulLength, 0u);
+    for (const Syntax &syntax : c.syntaxes) {
+        SCOPED_TRACE(syntax.oid);
+        DbvReceivedPdu *pdu = Exchange(id, DBVPresentRequest, &DbvDesc_PresentReq, MakePresentReq(1, 2, syntax.oid),
+                                       RPT_PresentRsp, &failure);
+        ASSERT_TRUE(pdu) << failure;
+        const DbvPresentRsp *response = pdu->uPdu.psPresentRsp;
+        EXPECT_EQ(response->ePresentStatus, PS_Success);
+        ASSERT_TRUE(response->psRecords && response->psRecords->eRecordsType == RT_Response);
+        DbvNamePlusRecord **records = response->psRecords->uRecords.ppsResponseRecords;
+        ASSERT_EQ(DbvListCount(records), response->ulNumberOfRecordsReturned);
+        EXPECT_GT(response->ulNumberOfRecordsReturned, 0u);
+        for (uint32_t i = 0; records && records[i]; i++) {
+            ASSERT_EQ(records[i]->sRecord.eRecordType, DRT_Retrieval);
+            const DbvExternal *record = records[i]->sRecord.uRecord.psRetrievalRecord;
+            EXPECT_STREQ(record->ObjectIdentifier, syntax.oid);
+            ASSERT_EQ(record->eValueType, syntax.valueType);
+            if (syntax.valueType == EVT_SingleASN1Type) {
+                EXPECT_EQ(record->uExternalValue.psSingleASN1Type->eASN1Type, syntax.asn1Type);
+            } else {
+                EXPECT_GT(record->uExternalValue.psOctetAligned->ulLength, 0u);
+            }
         }
+        DbvFreeReceivedPdu(pdu);
     }
-    DbvFreeReceivedPdu(pdu);
-    SIError *error = nullptr;
-    EXPECT_EQ(DbvAbortRequest(id, &error), SI_OK);
-    SIFreeError(error);
+    if (c.leastScanEntries >= 0) {
+        DbvReceivedPdu *pdu =
+            Exchange(id, DBVScanRequest, &DbvDesc_ScanReq, MakeScanReq(c.database, "a", 5), RPT_ScanRsp, &failure);
+        ASSERT_TRUE(pdu) << failure;
+        const DbvScanRsp *response = pdu->uPdu.psScanRsp;
+        EXPECT_EQ(response->eScanStatus, SCS_Success);
+        EXPECT_GE(response->ulNumberOfEntriesReturned, static_cast<uint32_t>(c.leastScanEntries));
+        ASSERT_TRUE(response->psEntries);
+        EXPECT_EQ(DbvListCount(response->psEntries->ppsEntry), response->ulNumberOfEntriesReturned);
+        DbvFreeReceivedPdu(pdu);
+    }
+    EXPECT_EQ(Abort(id), SI_OK);
     EXPECT_EQ(AssocFind(id), nullptr);
 }
 
-const char kUsmarc[] = "1.2.840.10003.5.10";
-
 INSTANTIATE_TEST_SUITE_P(
-    Peers, Syntaxes,
-    testing::Values(Offer{"ztest_usmarc", "ztest", "Default", "computer", kUsmarc, EVT_OctetAligned, 0},
-                    Offer{"ztest_sutrs", "ztest", "Default", "computer", "1.2.840.10003.5.101", EVT_SingleASN1Type,
-                          AT_UnstructuredText},
-                    Offer{"ztest_opac", "ztest", "Default", "computer", "1.2.840.10003.5.102", EVT_SingleASN1Type,
-                          AT_OpacRecord},
-                    Offer{"zebra_usmarc", "zebra", "marc", "computer", kUsmarc, EVT_OctetAligned, 0},
-                    Offer{"zebra_sutrs", "zebra", "gils", "utah", "1.2.840.10003.5.101", EVT_SingleASN1Type,
-                          AT_UnstructuredText},
-                    Offer{"zebra_grs1", "zebra", "gils", "utah", "1.2.840.10003.5.105", EVT_SingleASN1Type,
-                          AT_GenericRecord}),
+    Peers, Sessions,
+    testing::Values(Offer{"ztest", "ztest", "Default", "computer", {kUsmarc, kSutrs, kOpac}, 0},
+                    Offer{"zebra_marc", "zebra", "marc", "computer", {kUsmarc}, -1},
+                    Offer{"zebra_gils", "zebra", "gils", "utah", {kSutrs, kGrs1}, 3}),
     [](const testing::TestParamInfo<Offer> &info) { return std::string(info.param.name); });
-
-struct ScanOffer {
-    const char *peer;
-    const char *database;
-    uint32_t leastEntries; // yaz-ztest answers with an empty list
-};
-
-class Scans : public LiveTest, public testing::WithParamInterface<ScanOffer> {};
-
-TEST_P(Scans, ScanListsTerms)
-{
-    std::string failure;
-    DbvAssocId id =
-        OpenSearched(PeerPort("KESTRA_PEERS_STATE", GetParam().peer), GetParam().database, "a", 100000, &failure);
-    ASSERT_GE(id, 0) << failure;
-    DbvReceivedPdu *pdu = Exchange(id, DBVScanRequest, &DbvDesc_ScanReq, MakeScanReq(GetParam().database, "a", 5),
-                                   RPT_ScanRsp, &failure);
-    ASSERT_TRUE(pdu) << failure;
-    const DbvScanRsp *response = pdu->uPdu.psScanRsp;
-    EXPECT_EQ(response->eScanStatus, SCS_Success);
-    EXPECT_GE(response->ulNumberOfEntriesReturned, GetParam().leastEntries);
-    ASSERT_TRUE(response->psEntries);
-    EXPECT_EQ(DbvListCount(response->psEntries->ppsEntry), response->ulNumberOfEntriesReturned);
-    DbvFreeReceivedPdu(pdu);
-    SIError *error = nullptr;
-    EXPECT_EQ(DbvAbortRequest(id, &error), SI_OK);
-    SIFreeError(error);
-}
-
-INSTANTIATE_TEST_SUITE_P(Peers, Scans, testing::Values(ScanOffer{"ztest", "Default", 0}, ScanOffer{"zebra", "gils", 3}),
-                         [](const testing::TestParamInfo<ScanOffer> &info) { return std::string(info.param.peer); });
 
 // Every PDU of a session, sent and received, appears in a Trace_High trace
 // with its frame and every field of the PDU under its name.
@@ -130,9 +114,7 @@ TEST_F(LiveTest, TraceHighShowsEveryPduFieldByField)
                                 MakePresentReq(1, 1, "1.2.840.10003.5.105"), RPT_PresentRsp, &failure));
     DbvFreeReceivedPdu(
         Exchange(id, DBVScanRequest, &DbvDesc_ScanReq, MakeScanReq("gils", "utah", 3), RPT_ScanRsp, &failure));
-    SIError *error = nullptr;
-    EXPECT_EQ(DbvAbortRequest(id, &error), SI_OK);
-    SIFreeError(error);
+    EXPECT_EQ(Abort(id), SI_OK);
     std::fclose(trace);
     std::string text = ReadFile("session.trc");
 
@@ -185,7 +167,7 @@ TEST_F(LiveTest, FetchWritesTheRawRecords)
     std::string expected;
     for (uint32_t next = 1; next <= 7;) {
         DbvReceivedPdu *pdu = Exchange(id, DBVPresentRequest, &DbvDesc_PresentReq,
-                                       MakePresentReq(next, 8 - next, kUsmarc), RPT_PresentRsp, &failure);
+                                       MakePresentReq(next, 8 - next, kUsmarc.oid), RPT_PresentRsp, &failure);
         ASSERT_TRUE(pdu) << failure;
         DbvNamePlusRecord **records = pdu->uPdu.psPresentRsp->psRecords->uRecords.ppsResponseRecords;
         ASSERT_GT(DbvListCount(records), 0u);
@@ -195,9 +177,7 @@ TEST_F(LiveTest, FetchWritesTheRawRecords)
         }
         DbvFreeReceivedPdu(pdu);
     }
-    SIError *error = nullptr;
-    DbvAbortRequest(id, &error);
-    SIFreeError(error);
+    Abort(id);
     EXPECT_EQ(ReadFile("out.mrc"), expected);
     ASSERT_FALSE(expected.empty());
     EXPECT_EQ(expected.back(), '\x1d'); // a MARC record's terminator

@@ -1,32 +1,22 @@
 #include "tests/toolkit/toolkit_kit.h"
 
+#include <cstdio>
 #include <cstdlib>
 #include <fstream>
-#include <sstream>
+#include <iterator>
 
+#include "assoc/transport.h"
 #include "tests/dbv/dbv_testkit.h"
 
 int PeerPort(const char *environment, const char *name)
 {
     const char *path = std::getenv(environment);
     std::ifstream in(path ? path : "");
-    std::stringstream text;
-    text << in.rdbuf();
-    std::string s = text.str();
-    size_t at = s.find(std::string("\"") + name + "\"");
-    if (at != std::string::npos) { // ["host", port]
-        size_t end = s.find(']', at);
-        size_t comma = s.rfind(',', end);
-        return end == std::string::npos || comma < at ? 0 : std::atoi(s.c_str() + comma + 1);
-    }
-    std::istringstream lines(s);
-    std::string key;
-    int port = 0;
-    while (lines >> key >> port) {
-        if (key == name)
-            return port;
-    }
-    return 0;
+    std::string s((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    size_t at = s.find(std::string("\"") + name + "\""); // "name": ["host", port]
+    size_t end = at == std::string::npos ? at : s.find(']', at);
+    size_t comma = end == std::string::npos ? end : s.rfind(',', end);
+    return end == std::string::npos || comma < at ? 0 : std::atoi(s.c_str() + comma + 1);
 }
 
 std::string StreamText(std::FILE *stream)
@@ -50,6 +40,32 @@ DbvAssocId OpenAssociation(int port)
         id = -1;
     SIFreeError(error);
     return id;
+}
+
+DbvAssocId OpenScripted(const char *mode, const std::vector<unsigned char> &octets, size_t segment, int delayMs)
+{
+    DbvAssocId id = OpenAssociation(PeerPort("KESTRA_TARGETS_STATE", "scripted"));
+    std::string script = std::string(mode) + " " + std::to_string(segment) + " " + std::to_string(delayMs) + "\n";
+    char pair[3];
+    for (unsigned char c : octets) {
+        std::snprintf(pair, sizeof pair, "%02x", c);
+        script += pair;
+    }
+    script += "\n";
+    SIError *error = nullptr;
+    if (SISendOctets(id, reinterpret_cast<const unsigned char *>(script.data()), static_cast<uint32_t>(script.size()),
+                     &error) != SI_OK)
+        id = -1;
+    SIFreeError(error);
+    return id;
+}
+
+int Abort(DbvAssocId id)
+{
+    SIError *error = nullptr;
+    int result = DbvAbortRequest(id, &error);
+    SIFreeError(error);
+    return result;
 }
 
 DbvInitializeReq *MakeInitializeReq(uint32_t messageSize)
@@ -172,9 +188,7 @@ DbvAssocId OpenSearched(int port, const char *database, const char *term, uint32
     DbvFreeReceivedPdu(init);
     DbvFreeReceivedPdu(search);
     if (!ok) {
-        SIError *error = nullptr;
-        DbvAbortRequest(id, &error);
-        SIFreeError(error);
+        Abort(id);
         return -1;
     }
     return id;

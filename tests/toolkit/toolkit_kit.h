@@ -6,12 +6,12 @@
 
 #include <cstdio>
 #include <string>
+#include <vector>
 
 #include "dbv/dbvproto.h"
 
-// The port of a peer named in the state file that the environment variable
-// names: peers.py's JSON or scripted_target.py's "name port" lines. 0 when
-// there is none.
+// The port of a peer named in the JSON state file of tests/peers that the
+// environment variable names; 0 when there is none.
 int PeerPort(const char *environment, const char *name);
 
 // Everything written to a stream so far.
@@ -19,6 +19,15 @@ std::string StreamText(std::FILE *stream);
 
 // A connected association to 127.0.0.1:port, or -1.
 DbvAssocId OpenAssociation(int port);
+
+// An association with the scripted target (KESTRA_TARGETS_STATE), told to
+// send octets back in segments of `segment` octets `delayMs` apart, then to
+// keep quiet (mode "keep") or close (mode "close").
+DbvAssocId OpenScripted(const char *mode, const std::vector<unsigned char> &octets, size_t segment = 100000,
+                        int delayMs = 0);
+
+// DbvAbortRequest, its error freed.
+int Abort(DbvAssocId id);
 
 // Requests, released with DbvFreeTree and their descriptors.
 DbvInitializeReq *MakeInitializeReq(uint32_t messageSize);
@@ -31,20 +40,29 @@ DbvScanReq *MakeScanReq(const char *database, const char *term, uint32_t count);
 // The next PDU within the wait, or NULL with the reason in *failure.
 DbvReceivedPdu *Await(DbvAssocId id, int32_t wait, std::string *failure);
 
-// Sends a request (and frees it), then takes the answer of the wanted
-// kind; NULL with the reason in *failure.
+// Sends a request and frees it: the call's result, and its error text in
+// *text when one is given.
+template <typename Request>
+int Send(int (*call)(DbvAssocId, const Request *, SIError **), DbvAssocId id, const DbvTypeDesc *type,
+         Request *request, std::string *text = nullptr)
+{
+    SIError *error = nullptr;
+    int result = call(id, request, &error);
+    if (text)
+        *text = error && error->pcDiagnostics ? error->pcDiagnostics : "";
+    SIFreeError(error);
+    DbvFreeTree(type, request);
+    return result;
+}
+
+// Sends a request, then takes the answer of the wanted kind; NULL with the
+// reason in *failure.
 template <typename Request>
 DbvReceivedPdu *Exchange(DbvAssocId id, int (*call)(DbvAssocId, const Request *, SIError **),
                          const DbvTypeDesc *type, Request *request, int wanted, std::string *failure)
 {
-    SIError *error = nullptr;
-    int sent = call(id, request, &error);
-    DbvFreeTree(type, request);
-    if (sent != SI_OK) {
-        *failure = error && error->pcDiagnostics ? error->pcDiagnostics : "send failed";
-        SIFreeError(error);
+    if (Send(call, id, type, request, failure) != SI_OK)
         return nullptr;
-    }
     DbvReceivedPdu *answer = Await(id, 30, failure);
     if (answer && answer->ePduType != wanted) {
         *failure = "answered with PDU type " + std::to_string(answer->ePduType);

@@ -22,15 +22,12 @@ def component(m, type_name, name):
 
 
 class Parsing(unittest.TestCase):
-    def test_modules_defaults_and_imports(self):
+    def test_modules_defaults_imports_named_numbers_and_version_brackets(self):
         modules = asnparse.parse_file(SAMPLE)
         self.assertEqual([m.name for m in modules], ['Sample-Module', 'Sample-Other'])
-        self.assertEqual(modules[0].tag_default, 'IMPLICIT')
-        self.assertEqual(modules[1].tag_default, 'EXPLICIT')
+        self.assertEqual([m.tag_default for m in modules], ['IMPLICIT', 'EXPLICIT'])
         self.assertEqual(modules[0].imports, {'Name': 'Sample-Other'})
-
-    def test_named_numbers_extension_and_version_brackets(self):
-        record = asnparse.parse_file(SAMPLE)[0].types['Record']
+        record = modules[0].types['Record']
         self.assertEqual([c.name for c in record.components],
                          ['id', 'name', 'kind', 'body', 'items', 'extra'])
         self.assertEqual(record.components[2].type.named, [('book', 1), ('serial', 2)])
@@ -58,17 +55,13 @@ class Tags(unittest.TestCase):
             with self.subTest(name):
                 self.assertEqual(m.tags(mod, component(m, type_name, name).type), expected)
 
-    def test_whole_type_and_explicit_module(self):
+    def test_whole_type_explicit_module_and_strings_in_both_forms(self):
         m = model()
-        ref = asnparse.Type('REF')
-        ref.ref = 'Record'
-        self.assertEqual(m.tags(m.modules['Sample-Module'], ref), [0x61000000])
-        name = asnparse.Type('REF')
-        name.ref = 'Name'
-        self.assertEqual(m.tags(m.modules['Sample-Other'], name), [0xAA000000, 0x1B000000])
-
-    def test_strings_accept_both_forms_first(self):
-        m = model()
+        for module, ref, expected in [('Sample-Module', 'Record', [0x61000000]),
+                                      ('Sample-Other', 'Name', [0xAA000000, 0x1B000000])]:
+            t = asnparse.Type('REF')
+            t.ref = ref
+            self.assertEqual(m.tags(m.modules[module], t), expected)
         c = component(m, 'RecordBody', 'text')
         self.assertEqual(m.first_tags(m.modules['Sample-Module'], c.type), [0x80000000, 0xA0000000])
 
@@ -114,14 +107,12 @@ class Samples(unittest.TestCase):
         m = asnmodel.Model(asnparse.Parser(text, 'x.asn').modules())
         return emit_codec.SampleEmitter(m, emit_codec.CodecEmitter(m))
 
-    def test_recursion_ends_in_the_shallowest_alternative(self):
+    def test_recursion_ends_in_the_shallowest_alternative_and_a_loop_is_refused(self):
         e = self.emitter('M DEFINITIONS ::= BEGIN Tree ::= CHOICE { node [0] SEQUENCE { '
                          'left Tree, right Tree }, leaf [1] INTEGER } END')
         tree = e.model.named[('M', 'Tree')]
         self.assertEqual(e.terminal[id(tree)], 1)
         self.assertIn('v->choiceId = SampleChoice(s, 2, 1);', e.sampler(tree))
-
-    def test_a_type_without_a_finite_value_is_refused(self):
         with self.assertRaisesRegex(asnparse.AsnError, 'no finite value of Loop'):
             self.emitter('M DEFINITIONS ::= BEGIN Loop ::= SEQUENCE { next Loop } END')
 
