@@ -55,6 +55,6 @@ long SocketReceive(SocketHandle socket, unsigned char *octets, size_t count, int
 /* Waits up to timeoutMicros (negative: without limit) until one of the
  * first SOCKET_SET_SIZE entries is ready as wanted; the rest are not
  * watched. The number of ready entries, or -1 on error. */
-int SocketPoll(SocketPollEntry *entries, size_t count, long timeoutMicros);
+int SocketPoll(SocketPollEntry *entries, size_t count, int64_t timeoutMicros);
 
 #endif

@@ -100,7 +100,7 @@ long SocketReceive(SocketHandle socket, unsigned char *octets, size_t count, int
     return static_cast<long>(recv(Fd(socket), octets, count, peek ? MSG_PEEK : 0));
 }
 
-int SocketPoll(SocketPollEntry *entries, size_t count, long timeoutMicros)
+int SocketPoll(SocketPollEntry *entries, size_t count, int64_t timeoutMicros)
 {
     if (count > SOCKET_SET_SIZE)
         count = SOCKET_SET_SIZE;
@@ -111,7 +111,8 @@ int SocketPoll(SocketPollEntry *entries, size_t count, long timeoutMicros)
                                            ((entries[i].wanted & SOCKET_WRITABLE) ? POLLOUT : 0));
         fds[i].revents = 0;
     }
-    int milliseconds = timeoutMicros < 0 ? -1 : static_cast<int>((timeoutMicros + 999) / 1000);
+    int64_t rounded = timeoutMicros < 0 ? -1 : (timeoutMicros + 999) / 1000;
+    int milliseconds = static_cast<int>(rounded > INT32_MAX ? INT32_MAX : rounded);
     int n = poll(fds, count, milliseconds);
     if (n < 0)
         return -1;

@@ -110,7 +110,7 @@ long SocketReceive(SocketHandle socket, unsigned char *octets, size_t count, int
     return recv(Sock(socket), reinterpret_cast<char *>(octets), chunk, peek ? MSG_PEEK : 0);
 }
 
-int SocketPoll(SocketPollEntry *entries, size_t count, long timeoutMicros)
+int SocketPoll(SocketPollEntry *entries, size_t count, int64_t timeoutMicros)
 {
     if (count > SOCKET_SET_SIZE)
         count = SOCKET_SET_SIZE;
@@ -125,8 +125,8 @@ int SocketPoll(SocketPollEntry *entries, size_t count, long timeoutMicros)
             FD_SET(Sock(entries[i].socket), &writers);
     }
     timeval limit;
-    limit.tv_sec = timeoutMicros / 1000000;
-    limit.tv_usec = timeoutMicros % 1000000;
+    limit.tv_sec = static_cast<long>(timeoutMicros / 1000000);
+    limit.tv_usec = static_cast<long>(timeoutMicros % 1000000);
     if (select(0, &readers, &writers, nullptr, timeoutMicros < 0 ? nullptr : &limit) == SOCKET_ERROR)
         return -1;
     int ready = 0;

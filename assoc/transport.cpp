@@ -1,9 +1,9 @@
 #include "assoc/transport.h"
 
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <cstring>
-#include <ctime>
 #include <vector>
 
 #include "asn/asn_pdu.h"
@@ -19,8 +19,8 @@
 namespace {
 
 const uint32_t kMaxReceive = 4096;
-const long kEventSliceMicros = 10000;
-const long kShortPollMicros = 1000;
+const int64_t kEventSliceMicros = 10000;
+const int64_t kShortPollMicros = 1000;
 // A negotiated association accepts PDUs of this many times its larger
 // size, plus this much, before it calls an announced length absurd.
 const uint32_t kLimitFactor = 4;
@@ -45,15 +45,21 @@ void SetSelectFailed(SIError **slot, DbvAssocId assocId, const char *call, int e
                "A call to the system function %s returned error: %s", call, ErrorText(error));
 }
 
-int WaitFor(SocketHandle socket, int wanted, long timeoutMicros)
+void SetAssociationLost(SIError **slot, DbvAssocId assocId)
+{
+    SISetError(slot, assocId, SI_Communication_Error, SI_ERR_ASSOCIATION_LOST, Association_Closed,
+               "This association has been unexpectedly lost");
+}
+
+int WaitFor(SocketHandle socket, int wanted, int64_t timeoutMicros)
 {
     SocketPollEntry entry = {socket, wanted, 0};
     return SocketPoll(&entry, 1, timeoutMicros);
 }
 
-long Micros(int32_t seconds)
+int64_t Micros(int32_t seconds)
 {
-    return static_cast<long>(seconds) * 1000000L;
+    return static_cast<int64_t>(seconds) * 1000000;
 }
 
 // Connects without a time limit; 0 when connected.
@@ -302,6 +308,13 @@ int SIReadOctets(DbvAssocId assocId, int32_t wait, unsigned char **octets, uint3
             SISetError(slot, assocId, SI_Interface_Error, SI_ERR_OUT_OF_MEMORY, Association_Open, "Out of memory");
             return SI_READ_FAILED;
         }
+        // The rest of a PDU must come within the wait as well, so that a
+        // target that stops in the middle of one cannot hold the caller.
+        if (available > 0 && wait > 0 && WaitFor(socket, SOCKET_READABLE, Micros(wait)) == 0) {
+            MemFree(buffer);
+            SetAssociationLost(slot, assocId);
+            return SI_READ_FAILED;
+        }
         receiveCalls++;
         long got = SocketReceive(socket, buffer + available, want, 0);
         if (got > 0) {
@@ -310,13 +323,12 @@ int SIReadOctets(DbvAssocId assocId, int32_t wait, unsigned char **octets, uint3
         }
         int error = SocketLastError();
         if (got < 0 && SocketErrorKindOf(error) == SOCKET_ERROR_WOULD_BLOCK) {
-            WaitFor(socket, SOCKET_READABLE, -1);
+            WaitFor(socket, SOCKET_READABLE, wait > 0 ? Micros(wait) : -1);
             continue;
         }
         MemFree(buffer);
         if (got < 0) {
-            SISetError(slot, assocId, SI_Communication_Error, SI_ERR_ASSOCIATION_LOST, Association_Closed,
-                       "This association has been unexpectedly lost");
+            SetAssociationLost(slot, assocId);
             return SI_READ_FAILED;
         }
         if (entry->role != ROLE_ORIGIN && (entry->protocolState == 3 || entry->protocolState == 5))
@@ -447,7 +459,9 @@ extern "C" int SIGetEventLocation(DbvAssocId **pplAssocId, int32_t lTimeout, uin
 
     if (lTimeout < 0 && lTimeout != -1)
         lTimeout = 0;
-    time_t start = std::time(nullptr);
+    // Measured on a steady clock to the millisecond, so that a wait of n
+    // seconds lasts n seconds, not whatever remains of the first one.
+    auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(lTimeout);
     int ready = 0;
     for (;;) {
         ready = SocketPoll(entries.data(), entries.size(), kEventSliceMicros);
@@ -458,7 +472,7 @@ extern "C" int SIGetEventLocation(DbvAssocId **pplAssocId, int32_t lTimeout, uin
         if (ready > 0)
             break;
         std::fflush(stdout);
-        if (lTimeout != -1 && std::time(nullptr) >= start + lTimeout)
+        if (lTimeout != -1 && std::chrono::steady_clock::now() >= deadline)
             return SI_OK;
     }
     bool complete = true;

@@ -155,8 +155,9 @@ typedef struct DbvTargetInformation {
 
 void SIFreeTargetInformation(DbvTargetInformation *psTarget);
 
-/* Connect status handed back by SIAssociate. */
-enum { SI_CONNECTED = 1, SI_CONNECT_IN_PROGRESS = 3 };
+/* Connect status handed back by SIAssociate. The TCP stack reports a
+ * refused connection as a failed connect, never as SI_CONNECT_REFUSED. */
+enum { SI_CONNECTED = 1, SI_CONNECT_REFUSED = 2, SI_CONNECT_IN_PROGRESS = 3 };
 
 /* Opens an association to psTarget, or when it is NULL to the target that
  * pcTargetName names in ./target_names.tbl. lConnectTimeout is in seconds,

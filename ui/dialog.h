@@ -16,6 +16,12 @@ enum { BOX_ICON_STOP = 0x10, BOX_SYSTEM_MODAL = 0x1000 };
  * Returns the box's result, or 0 when the string cannot be loaded. */
 int ResourceMessage(WindowHandle owner, unsigned string_id, const char *extra, unsigned flags);
 
+/* The status display holds at most this many bytes. */
+enum { kStatusDisplayLimit = 32000 };
+
+/* Puts a line on top of the status display; the oldest lines fall off the end. */
+void PrependStatusLine(const char *text);
+
 #ifdef __cplusplus
 }
 #endif

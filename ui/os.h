@@ -77,8 +77,16 @@ int CreateStatusDisplay(WindowHandle owner);
 size_t GetStatusDisplayText(char *out, size_t size);
 void SetStatusDisplayText(const char *text);
 
-/* Message box with caption "Tellan" (standard error on POSIX); returns the box result. */
-int ShowMessageBox(WindowHandle owner, const char *text, unsigned flags);
+/* A modal message box; returns the box result. On POSIX the text goes to
+ * standard error as "<caption>: <text>" and onto the status display, and the
+ * program goes on as if OK had been pressed. */
+int ShowMessageBox(WindowHandle owner, const char *caption, const char *text, unsigned flags);
+/* A message box that a window owns and that is open: fills its caption and
+ * text and returns it; 0 when there is none (always so on POSIX, where
+ * boxes never stay open). */
+WindowHandle FindMessageBox(WindowHandle owner, char *caption, size_t caption_size, char *text, size_t text_size);
+/* Closes a message box as if its OK button had been pressed. */
+void DismissMessageBox(WindowHandle box);
 /* Loads a string of the program's string table; 0 when there is none. */
 int LoadResourceString(unsigned id, char *out, size_t size);
 
@@ -88,6 +96,8 @@ void SystemTempDirectory(char *out, size_t size);
 void AddPathSeparator(char *path, size_t size);
 void DeleteFileIfExists(const char *path);
 long CurrentProcessId(void);
+/* True on the Windows NT family, where connects are made without a time limit. */
+int ConnectsWithoutTimeLimit(void);
 /* The command line after the program's own name, as one text. */
 const char *ProgramCommandLine(int argc, char **argv);
 

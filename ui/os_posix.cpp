@@ -4,6 +4,7 @@
 // Named mutexes are lock files there, the status display a text file.
 // docs/posix-contract.md describes the contract for other distributors.
 #include "ui/os.h"
+#include "ui/dialog.h"
 #include "ui/strings.h"
 
 #include <algorithm>
@@ -178,6 +179,33 @@ intptr_t Dispatch(WindowHandle handle, const WireMessage &wire)
     return procedure(handle, wire.message, static_cast<uintptr_t>(wire.wparam), static_cast<intptr_t>(wire.lparam));
 }
 
+// The files of this process in the runtime directory, kept where a signal
+// handler can reach them without allocating: an interrupt or a kill must
+// not leave them behind.
+const int kMaxSignalFiles = 16;
+char g_signal_files[kMaxSignalFiles][sizeof(sockaddr_un::sun_path) + 16];
+volatile sig_atomic_t g_signal_file_count = 0;
+
+void EndBySignal(int signal_number)
+{
+    for (int i = 0; i < g_signal_file_count; i++)
+        unlink(g_signal_files[i]);
+    signal(signal_number, SIG_DFL);
+    raise(signal_number);
+}
+
+void RemoveOnSignal(const std::string &path)
+{
+    if (g_signal_file_count == 0) {
+        for (int signal_number : {SIGINT, SIGTERM, SIGHUP})
+            signal(signal_number, EndBySignal);
+    }
+    if (g_signal_file_count < kMaxSignalFiles && path.size() < sizeof g_signal_files[0]) {
+        std::memcpy(g_signal_files[g_signal_file_count], path.c_str(), path.size() + 1);
+        g_signal_file_count = g_signal_file_count + 1;
+    }
+}
+
 void RemoveWindowFiles(const Window &window)
 {
     close(window.listener);
@@ -338,6 +366,8 @@ WindowHandle CreateHiddenWindow(const char *class_name, const char *title)
     chmod(path.c_str(), 0666);
     if (os.windows.empty())
         std::atexit(RemoveAllWindowFiles);
+    RemoveOnSignal(path);
+    RemoveOnSignal(WindowFile(handle, ".title"));
     ++os.windows_made;
     os.windows.push_back({handle, class_name, listener, false, 0, {}, {}});
     SetWindowTitle(handle, title);
@@ -499,8 +529,10 @@ void BringWindowToFront(WindowHandle)
 NamedMutex CreateNamedMutex(const char *name)
 {
     NamedMutex mutex = OpenMutexFile(name, O_CREAT);
-    if (mutex)
+    if (mutex) {
         Os().created_mutexes[mutex] = MutexPath(name);
+        RemoveOnSignal(MutexPath(name));
+    }
     return mutex;
 }
 
@@ -537,6 +569,7 @@ void CloseNamedMutex(NamedMutex mutex)
 int CreateStatusDisplay(WindowHandle owner)
 {
     Os().status_path = WindowFile(owner, ".status");
+    RemoveOnSignal(Os().status_path);
     Os().status_text.clear();
     WriteWholeFile(Os().status_path, "");
     return 1;
@@ -560,10 +593,20 @@ void SetStatusDisplayText(const char *text)
     WriteWholeFile(Os().status_path, text);
 }
 
-int ShowMessageBox(WindowHandle, const char *text, unsigned)
+int ShowMessageBox(WindowHandle, const char *caption, const char *text, unsigned)
 {
-    std::fprintf(stderr, "Tellan: %s\n", text);
+    std::fprintf(stderr, "%s: %s\n", caption, text);
+    PrependStatusLine(text);
     return 1;
+}
+
+WindowHandle FindMessageBox(WindowHandle, char *, size_t, char *, size_t)
+{
+    return 0;
+}
+
+void DismissMessageBox(WindowHandle)
+{
 }
 
 int LoadResourceString(unsigned id, char *out, size_t size)
@@ -607,6 +650,11 @@ void DeleteFileIfExists(const char *path)
 long CurrentProcessId(void)
 {
     return static_cast<long>(getpid());
+}
+
+int ConnectsWithoutTimeLimit(void)
+{
+    return 0;
 }
 
 const char *ProgramCommandLine(int argc, char **argv)

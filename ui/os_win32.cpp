@@ -61,6 +61,41 @@ BOOL CALLBACK MatchProcessWindow(HWND window, LPARAM context)
     return TRUE;
 }
 
+struct MessageBoxSearch {
+    HWND owner;
+    HWND found;
+    char *text;
+    size_t text_size;
+};
+
+// The box's text is its static control that holds text (the icon's has none).
+BOOL CALLBACK TakeStaticText(HWND child, LPARAM context)
+{
+    auto *search = reinterpret_cast<MessageBoxSearch *>(context);
+    char class_name[16] = "";
+    GetClassNameA(child, class_name, sizeof class_name);
+    if (lstrcmpiA(class_name, "Static") != 0 || GetWindowTextLengthA(child) == 0)
+        return TRUE;
+    GetWindowTextA(child, search->text, static_cast<int>(search->text_size));
+    return FALSE;
+}
+
+BOOL CALLBACK MatchMessageBox(HWND window, LPARAM context)
+{
+    auto *search = reinterpret_cast<MessageBoxSearch *>(context);
+    char class_name[16] = "";
+    GetClassNameA(window, class_name, sizeof class_name);
+    // "#32770" is the class of dialog boxes; of those a message box has an
+    // OK button, the status display none.
+    if (std::strcmp(class_name, "#32770") != 0 || GetWindow(window, GW_OWNER) != search->owner ||
+        !GetDlgItem(window, IDOK))
+        return TRUE;
+    search->found = window;
+    search->text[0] = '\0';
+    EnumChildWindows(window, TakeStaticText, context);
+    return FALSE;
+}
+
 } // namespace
 
 extern "C" {
@@ -249,9 +284,23 @@ void SetStatusDisplayText(const char *text)
     UpdateWindow(g_status_dialog);
 }
 
-int ShowMessageBox(WindowHandle owner, const char *text, unsigned flags)
+int ShowMessageBox(WindowHandle owner, const char *caption, const char *text, unsigned flags)
 {
-    return MessageBoxA(AsHwnd(owner), text, "Tellan", flags);
+    return MessageBoxA(AsHwnd(owner), text, caption, flags);
+}
+
+WindowHandle FindMessageBox(WindowHandle owner, char *caption, size_t caption_size, char *text, size_t text_size)
+{
+    MessageBoxSearch search = {AsHwnd(owner), nullptr, text, text_size};
+    EnumWindows(MatchMessageBox, reinterpret_cast<LPARAM>(&search));
+    if (search.found)
+        GetWindowTextA(search.found, caption, static_cast<int>(caption_size));
+    return reinterpret_cast<WindowHandle>(search.found);
+}
+
+void DismissMessageBox(WindowHandle box)
+{
+    PostMessageA(AsHwnd(box), WM_COMMAND, MAKEWPARAM(IDOK, BN_CLICKED), 0);
 }
 
 int LoadResourceString(unsigned id, char *out, size_t size)
@@ -281,6 +330,13 @@ void DeleteFileIfExists(const char *path)
 long CurrentProcessId(void)
 {
     return static_cast<long>(GetCurrentProcessId());
+}
+
+int ConnectsWithoutTimeLimit(void)
+{
+    OSVERSIONINFOA version = {};
+    version.dwOSVersionInfoSize = sizeof version;
+    return GetVersionExA(&version) && version.dwPlatformId == VER_PLATFORM_WIN32_NT;
 }
 
 const char *ProgramCommandLine(int, char **)
