@@ -1,13 +1,13 @@
 // The exchange-file text operations: key:value pairs in plain or quoted
 // mode, the comma-separated response line, the status record and display.
 #include "service/service.h"
+#include "ui/dialog.h"
 
 #include <cctype>
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <vector>
 
 ServiceState g_service;
 
@@ -249,12 +249,5 @@ void ClearStatus()
 
 void ShowStatus(const char *text)
 {
-    // The newest line goes on top; the oldest fall off past 32,000 bytes.
-    std::string line = std::string(text) + "\n";
-    if (line.size() > kStatusDisplayLimit - 1)
-        line.resize(kStatusDisplayLimit - 1);
-    size_t room = kStatusDisplayLimit - 1 - line.size();
-    std::vector<char> earlier(room + 1);
-    GetStatusDisplayText(earlier.data(), room);
-    SetStatusDisplayText((line + earlier.data()).c_str());
+    PrependStatusLine(text);
 }

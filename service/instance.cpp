@@ -1,6 +1,7 @@
 // The process: its instance window "Tellan:%ld", the instance mutex, the
 // status dialog, the message loop, the idle shut-down and the exit.
 #include "service/service.h"
+#include "session/session.h"
 #include "ui/dialog.h"
 #include "ui/strings.h"
 
@@ -84,6 +85,7 @@ int main(int argc, char **argv)
         return 0;
     SetUpInstance(window, ProgramCommandLine(argc, argv));
     int exit_code = RunMessageLoop();
+    ReleaseSession();
     DeleteFileIfExists(ResponseFileName().c_str());
     ReleaseNamedMutex(g_service.instance_mutex);
     CloseNamedMutex(g_service.instance_mutex);

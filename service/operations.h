@@ -1,24 +1,16 @@
-/* The operations behind the request types. Each writes its own echo and
- * response lines and returns true on success, leaving a status behind on
- * failure. */
+/* The operations behind the request types, and the two line shapes they
+ * write. Each operation writes its own echo and response lines and returns
+ * true on success, leaving a status behind on failure. */
 #ifndef KESTRA_SERVICE_OPERATIONS_H
 #define KESTRA_SERVICE_OPERATIONS_H
 
-bool HandleInitialize();
-bool HandleSearch();
-bool HandlePresent();
-bool HandleScan();
-bool HandleClose();
+#include "retrieval/retrieval.h"
+#include "session/session.h"
 
-/* True while an association with a target is open. */
-bool SessionAssociationOpen();
-
-/* The two line shapes every operation writes. */
+/* The request echo: the request tag, 0 and the whole request line. */
 void WriteEchoLine(const char *request_tag);
+/* The response: the tag, then 0 and the response pairs on success, or the
+ * status code and text on failure. */
 void WriteResponseLine(const char *response_tag, bool success);
-
-/* Answers a request type this build cannot carry out yet: the echo line and
- * a response line with the given status code. */
-bool RefuseUnavailable(const char *request_type, long code);
 
 #endif

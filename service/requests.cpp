@@ -7,6 +7,7 @@
 #include <cctype>
 #include <cstdio>
 #include <cstring>
+#include <new>
 #include <string>
 
 namespace {
@@ -19,6 +20,14 @@ struct RequestHandler {
     int state_after_failure; // 0: unchanged
 };
 
+// A new INITIALIZE first ends the session that is open.
+bool RunInitialize()
+{
+    if (g_service.session_state == SESSION_OPEN || g_service.session_state == SESSION_SEARCHED)
+        Disconnect();
+    return InitializeOperation();
+}
+
 bool RunExit()
 {
     std::memset(g_service.request_queue, 0, sizeof g_service.request_queue);
@@ -29,11 +38,11 @@ bool RunExit()
 // The one place that names the request types and their handlers.
 const RequestHandler kHandlers[] = {
     {"LOAD", 1, LoadSettings, 0, 0},
-    {"INITIALIZE", 2, HandleInitialize, SESSION_OPEN, 0},
+    {"INITIALIZE", 2, RunInitialize, SESSION_OPEN, 0},
     {"SEARCH", 3, HandleSearch, SESSION_SEARCHED, SESSION_OPEN},
     {"PRESENT", 4, HandlePresent, 0, 0},
     {"SCAN", 6, HandleScan, 0, 0},
-    {"CLOSE", 7, HandleClose, SESSION_NONE, 0},
+    {"CLOSE", 7, CloseOperation, SESSION_NONE, 0},
     {"EXIT", 8, RunExit, 0, 0},
 };
 
@@ -43,6 +52,17 @@ const RequestHandler *FindHandler(const char *type)
         if (std::strcmp(handler.type, type) == 0)
             return &handler;
     return nullptr;
+}
+
+// Runs a handler; a request that runs out of memory fails.
+bool RunHandler(const RequestHandler &handler)
+{
+    try {
+        return handler.run();
+    } catch (const std::bad_alloc &) {
+        ShowStatus("Out of memory");
+        return false;
+    }
 }
 
 void PostRequestDone(int code, bool success)
@@ -171,7 +191,7 @@ void ProcessRequests()
         g_service.response_pairs[0] = '\0';
 
         const RequestHandler *handler = FindHandler(type);
-        bool success = handler && handler->run();
+        bool success = handler && RunHandler(*handler);
         int next_state = handler ? (success ? handler->state_after_success : handler->state_after_failure) : 0;
         if (next_state)
             g_service.session_state = next_state;
@@ -185,7 +205,7 @@ void ProcessRequests()
         // A failed request cancels the requests queued behind it.
         ShowStatus("ERROR");
         std::memset(g_service.request_queue, 0, sizeof g_service.request_queue);
-        if (!SessionAssociationOpen())
+        if (g_session.association == -1)
             g_service.session_state = SESSION_NONE;
         ReleaseNamedMutex(g_service.instance_mutex);
         PostRequestDone(code, false);
@@ -235,13 +255,4 @@ void WriteResponseLine(const char *response_tag, bool success)
     AppendInteger(success ? 0 : StatusCode());
     AppendField(success ? g_service.response_pairs : StatusText());
     FlushResponse();
-}
-
-bool RefuseUnavailable(const char *request_type, long code)
-{
-    std::string type = request_type;
-    WriteEchoLine((type + "_REQUEST").c_str());
-    SetStatus(code, 0, (type + " is not available in this version").c_str());
-    WriteResponseLine((type + "_RESPONSE").c_str(), false);
-    return false;
 }

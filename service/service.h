@@ -25,7 +25,6 @@ const size_t kRequestSize = 2000;
 const size_t kResponsePairsSize = 2000;
 const size_t kTempPathSize = 260;
 const size_t kTempPrefixSize = 52;
-const size_t kStatusDisplayLimit = 32000;
 /* The area handlers read most single values into. */
 const size_t kValueSize = 100;
 

@@ -1,69 +1,17 @@
 #!/usr/bin/env python3
 """The request service end to end: kestra-distributor drives a real client
 through the exchange files and the window messages, natively or under Wine."""
-import argparse
-import glob
 import os
 import re
-import subprocess
 import sys
-import tempfile
 import time
-import unittest
 
-BIN = ""
-WINE = False
-
-
-def distributor_command():
-    if WINE:
-        return ["wine", os.path.join(BIN, "kestra-distributor.exe")]
-    return [os.path.join(BIN, "kestra-distributor")]
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "peers"))
+import distributor_kit  # noqa: E402
+from z3950_target import closed_port  # noqa: E402
 
 
-def client_path_for_tool(directory):
-    """A directory as the client sees it: Wine maps the root to drive Z:."""
-    return "Z:" + directory.replace("/", "\\") if WINE else directory
-
-
-class Run:
-    def __init__(self, status, output, errors):
-        self.status = status
-        self.lines = output.splitlines()
-        self.errors = errors
-        match = re.search(r"instance Tellan:(-?\d+)", errors)
-        self.instance = int(match.group(1)) if match else None
-
-
-class RequestServiceTest(unittest.TestCase):
-    def setUp(self):
-        self.directory = tempfile.mkdtemp(prefix="kestra-e2e-")
-        self.files = 0
-
-    def request_file(self, text):
-        self.files += 1
-        name = "request%d.txt" % self.files
-        with open(os.path.join(self.directory, name), "w", newline="\n") as file:
-            file.write(text)
-        return name
-
-    def distribute(self, *arguments, texts=(), timeout=60):
-        command = distributor_command() + ["--verbose", "--timeout", "30"] + list(arguments)
-        command += [self.request_file(text) for text in texts]
-        # Files, not pipes: a client left running keeps its inherited descriptors open.
-        with tempfile.TemporaryFile("w+") as output, tempfile.TemporaryFile("w+") as errors:
-            status = subprocess.run(command, cwd=self.directory, stdout=output, stderr=errors,
-                                    timeout=timeout).returncode
-            output.seek(0)
-            errors.seek(0)
-            return Run(status, output.read(), errors.read())
-
-    def load_line(self, extra=""):
-        return "RequestType:LOAD TempPath:%s TempPrefix:KT %s\n" % (client_path_for_tool(self.directory), extra)
-
-    def response_files(self):
-        return glob.glob(os.path.join(self.directory, "KT*0000.tmp"))
-
+class RequestServiceTest(distributor_kit.DistributorTest):
     def test_load_then_exit_succeeds_and_the_client_ends(self):
         run = self.distribute(texts=["RequestType:LOAD\nRequestType:EXIT\n"])
         self.assertEqual(run.status, 0, run.errors)
@@ -76,21 +24,29 @@ class RequestServiceTest(unittest.TestCase):
         self.assertEqual(run.status, 1, run.errors)
         self.assertEqual(run.lines, [])
 
-    def test_other_operations_answer_with_an_error_line(self):
+    def test_operations_without_a_session_answer_with_their_lines(self):
         # For CLOSE the client builds the request line itself from the message.
-        cases = [("INITIALIZE", "1000", '"RequestType:INITIALIZE Server:""my host"" Distributor:\\d+ Instance:1"'),
-                 ("SEARCH", "2000", '"RequestType:SEARCH Server:""my host"" Distributor:\\d+ Instance:1"'),
-                 ("PRESENT", "3000", '"RequestType:PRESENT Server:""my host"" Distributor:\\d+ Instance:1"'),
-                 ("SCAN", "4002", '"RequestType:SCAN Server:""my host"" Distributor:\\d+ Instance:1"'),
-                 ("CLOSE", "6000", "RequestType:CLOSE Distributor:\\d+ Instance:1")]
-        for request_type, code, echoed in cases:
+        port = closed_port()
+        cases = [("INITIALIZE Server:127.0.0.1 Port:%d" % port,
+                  'RequestType:INITIALIZE Server:127.0.0.1 Port:%d Distributor:\\d+ Instance:1' % port,
+                  re.escape("INITIALIZE_RESPONSE,1000,Initialize Connect Error - Server does not exist or is not "
+                            "working (Error: 31),") + "$"),
+                 ('SEARCH Server:"my host"', '"RequestType:SEARCH Server:""my host"" Distributor:\\d+ Instance:1"',
+                  "SEARCH_RESPONSE,2004,Search Request Error - No search term supplied,$"),
+                 ('PRESENT Server:"my host"', '"RequestType:PRESENT Server:""my host"" Distributor:\\d+ Instance:1"',
+                  "PRESENT_RESPONSE,3\\d\\d\\d,"),
+                 ('SCAN Server:"my host"', '"RequestType:SCAN Server:""my host"" Distributor:\\d+ Instance:1"',
+                  "SCAN_RESPONSE,4002,Scan Request Error - The scan service is not supported,$"),
+                 ("CLOSE", "RequestType:CLOSE Distributor:\\d+ Instance:1", "CLOSE_RESPONSE,0,,$")]
+        # One client for all five: each file is a submission of its own.
+        run = self.distribute(texts=["RequestType:%s\n" % case[0] for case in cases])
+        self.assertEqual(run.status, 1, run.errors)
+        self.assertEqual(len(run.lines), 2 * len(cases), run.lines)
+        for (request, echoed, response), echo_line, response_line in zip(cases, run.lines[::2], run.lines[1::2]):
+            request_type = request.split()[0]
             with self.subTest(request_type):
-                run = self.distribute(texts=["RequestType:%s Server:\"my host\"\n" % request_type])
-                self.assertEqual(run.status, 1, run.errors)
-                self.assertEqual(len(run.lines), 2, run.lines)
-                self.assertRegex(run.lines[0], "^%s_REQUEST,0,%s,$" % (request_type, echoed))
-                self.assertEqual(run.lines[1], "%s_RESPONSE,%s,%s is not available in this version,"
-                                 % (request_type, code, request_type))
+                self.assertRegex(echo_line, "^%s_REQUEST,0,%s,$" % (request_type, echoed))
+                self.assertRegex(response_line, "^" + response)
 
     def test_usage_errors_exit_with_two_and_start_no_client(self):
         for arguments in ([], ["missing.txt"], ["--timeout", "soon", "x.txt"], ["--bogus"]):
@@ -168,7 +124,7 @@ class RequestServiceTest(unittest.TestCase):
         try:
             self.assertEqual(run.status, 1)
             self.assertIn("did not accept", run.errors)
-            if not WINE:
+            if not distributor_kit.WINE:
                 status_display = os.path.join(os.environ.get("TMPDIR") or "/tmp", "kestra-windows",
                                               "%d.status" % run.instance)
                 with open(status_display) as display:
@@ -182,15 +138,5 @@ class RequestServiceTest(unittest.TestCase):
         run = self.distribute(texts=["RequestType:LOAD Filler:%s\n" % ("x" * 1200)])
         self.assertEqual((run.status, run.lines), (1, []), run.errors)
 
-def main():
-    global BIN, WINE
-    parser = argparse.ArgumentParser()
-    parser.add_argument("--bin", required=True)
-    parser.add_argument("--wine", action="store_true")
-    options, rest = parser.parse_known_args()
-    BIN, WINE = options.bin, options.wine
-    unittest.main(argv=[sys.argv[0]] + rest, verbosity=2)
-
-
 if __name__ == "__main__":
-    main()
+    distributor_kit.main()

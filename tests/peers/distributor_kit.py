@@ -1,0 +1,108 @@
+#!/usr/bin/env python3
+"""Running the real client through kestra-distributor from end-to-end tests,
+natively or under Wine.
+
+A suite calls main(); its command line takes "--bin DIR" (where the
+programs are) and "--wine" (run the Windows programs under Wine, whose
+environment the caller sets up). Test cases derive from DistributorTest and
+call distribute(), which writes the request files into the test's own
+directory, runs the distributor there and returns what it printed. A
+sanitizer report on its standard error (which the client inherits) fails
+the test once the test's own checks are done.
+"""
+import argparse
+import glob
+import os
+import re
+import shutil
+import subprocess
+import sys
+import tempfile
+import unittest
+
+BIN = ""
+WINE = False
+
+SANITIZER_MARKS = ("Sanitizer", "runtime error:")
+
+
+def distributor_command():
+    if WINE:
+        return ["wine", os.path.join(BIN, "kestra-distributor.exe")]
+    return [os.path.join(BIN, "kestra-distributor")]
+
+
+def client_path_for_tool(directory):
+    """A directory as the client sees it: Wine maps the root to drive Z:."""
+    return "Z:" + directory.replace("/", "\\") if WINE else directory
+
+
+def response_lines(output):
+    """The lines of the output, split at line feeds only (MARC records hold 0x1D and 0x1E,
+    which str.splitlines takes for line ends); a line feed inside a quoted field stays in its line."""
+    return [text[:-1] if text.endswith("\n") else text
+            for text in re.findall(r'(?:"[^"]*"|[^"\n])*(?:\n|[^\n]$)', output)]
+
+
+class Run:
+    """What one distributor run gave: exit status, stdout lines (latin-1), stderr text, the client's instance number."""
+
+    def __init__(self, status, output, errors):
+        self.status = status
+        self.lines = response_lines(output)
+        self.errors = errors
+        match = re.search(r"instance Tellan:(-?\d+)", errors)
+        self.instance = int(match.group(1)) if match else None
+
+
+class DistributorTest(unittest.TestCase):
+    def setUp(self):
+        self.directory = tempfile.mkdtemp(prefix="kestra-e2e-")
+        self.addCleanup(shutil.rmtree, self.directory, True)
+        self.files = 0
+        self.sanitizer_reports = []
+        self.addCleanup(self.assert_no_sanitizer_report)
+
+    def assert_no_sanitizer_report(self):
+        """Fails the test at its end when any run's standard error held a sanitizer report."""
+        self.assertEqual(self.sanitizer_reports, [], "sanitizer reports:\n" + "\n".join(self.sanitizer_reports))
+
+    def request_file(self, text):
+        self.files += 1
+        name = "request%d.txt" % self.files
+        with open(os.path.join(self.directory, name), "w", newline="\n") as file:
+            file.write(text)
+        return name
+
+    def distribute(self, *arguments, texts=(), timeout=60, wait=30):
+        """Runs the distributor over one request file per text; wait is its --timeout."""
+        command = distributor_command() + ["--verbose", "--timeout", str(wait)] + list(arguments)
+        command += [self.request_file(text) for text in texts]
+        # Files, not pipes: a client left running keeps its inherited descriptors open.
+        with tempfile.TemporaryFile("w+", encoding="latin-1", newline="") as output, \
+                tempfile.TemporaryFile("w+", errors="replace") as errors:
+            status = subprocess.run(command, cwd=self.directory, stdout=output, stderr=errors,
+                                    timeout=timeout).returncode
+            output.seek(0)
+            errors.seek(0)
+            run = Run(status, output.read(), errors.read())
+        if any(mark in run.errors for mark in SANITIZER_MARKS):
+            self.sanitizer_reports.append(run.errors)
+        return run
+
+    def load_line(self, extra=""):
+        return "RequestType:LOAD TempPath:%s TempPrefix:KT %s\n" % (client_path_for_tool(self.directory), extra)
+
+    def response_files(self):
+        return glob.glob(os.path.join(self.directory, "KT*0000.tmp"))
+
+
+def main():
+    """Reads --bin and --wine, then runs the calling module's tests."""
+    global BIN, WINE
+    parser = argparse.ArgumentParser()
+    parser.add_argument("--bin", required=True)
+    parser.add_argument("--wine", action="store_true")
+    options, rest = parser.parse_known_args()
+    BIN, WINE = os.path.abspath(options.bin), options.wine
+    unittest.main(module="__main__", argv=[sys.argv[0]] + rest, verbosity=2)

@@ -1,0 +1,641 @@
+#!/usr/bin/env python3
+"""A scripted Z39.50 target for end-to-end tests, run inside the test process.
+
+It speaks BER by itself (an encoder and a generic TLV decoder, nothing of
+the product's codec), so a test can build exactly the octets a target sends
+and check what the client put on the wire field by field:
+
+    with ScriptedTarget() as target:
+        session = target.play(answer(init_response()), send_close(7))
+        ... run the client against target.port ...
+        init = session.pdus()[0]                     # what the client sent
+        init.find(ctx(111)).text                     # its implementation name
+
+Each accepted connection plays the next script of the queue. A script is a
+list of steps; each step takes one complete PDU from the client, records
+it, and then answers with given octets, stays silent, or hangs up. After
+the last step the target goes on recording, without answering, until the
+client leaves. A connection without a script is closed at once.
+
+Tags follow the published Z39.50-1995 APDU and record syntax definitions
+(asn/modules/); the record values (OPAC, Summary, GRS-1, SUTRS as a plain
+string) travel in external() and retrieval_record().
+"""
+
+import collections
+import socket
+import threading
+import time
+
+UNIVERSAL, APPLICATION, CONTEXT, PRIVATE = 0, 1, 2, 3
+
+Tag = collections.namedtuple("Tag", "cls number")
+
+
+def ctx(number):
+    """A context-specific tag."""
+    return Tag(CONTEXT, number)
+
+
+BOOLEAN, INTEGER, BIT_STRING, OCTET_STRING = Tag(0, 1), Tag(0, 2), Tag(0, 3), Tag(0, 4)
+NULL, OID, EXTERNAL, SEQUENCE = Tag(0, 5), Tag(0, 6), Tag(0, 8), Tag(0, 16)
+VISIBLE_STRING, GENERAL_STRING = Tag(0, 26), Tag(0, 27)
+
+BIB1 = "1.2.840.10003.3.1"
+BIB1_DIAGNOSTICS = "1.2.840.10003.4.1"
+USMARC = "1.2.840.10003.5.10"
+SUTRS, OPAC, SUMMARY, GRS1 = "1.2.840.10003.5.101", "1.2.840.10003.5.102", "1.2.840.10003.5.103", "1.2.840.10003.5.105"
+GENERALIZED_TIME = Tag(0, 24)
+
+# ---------------------------------------------------------------- encoding
+
+
+def identifier(tag, constructed):
+    """The identifier octets of a tag of any class and number."""
+    first = tag.cls << 6 | (0x20 if constructed else 0)
+    if tag.number < 31:
+        return bytes([first | tag.number])
+    groups = [tag.number & 0x7F]
+    number = tag.number >> 7
+    while number:
+        groups.append(0x80 | number & 0x7F)
+        number >>= 7
+    return bytes([first | 31] + groups[::-1])
+
+
+def definite_length(count):
+    """The length octets of a definite length."""
+    if count < 0x80:
+        return bytes([count])
+    body = count.to_bytes((count.bit_length() + 7) // 8, "big")
+    return bytes([0x80 | len(body)]) + body
+
+
+def tlv(tag, content, constructed=False):
+    """One element with a definite length."""
+    return identifier(tag, constructed) + definite_length(len(content)) + content
+
+
+def integer(value, tag=INTEGER):
+    size = 1
+    while not -(1 << (8 * size - 1)) <= value < (1 << (8 * size - 1)):
+        size += 1
+    return tlv(tag, value.to_bytes(size, "big", signed=True))
+
+
+def boolean(value, tag=BOOLEAN, octet=None):
+    """A BOOLEAN; octet chooses the content octet (TRUE is 0x01 unless told)."""
+    return tlv(tag, bytes([octet if octet is not None else (1 if value else 0)]))
+
+
+def octets(data, tag=OCTET_STRING):
+    return tlv(tag, data if isinstance(data, bytes) else data.encode("latin-1"))
+
+
+def string(text, tag=GENERAL_STRING):
+    return octets(text, tag)
+
+
+def bits(text, tag=BIT_STRING):
+    """A BIT STRING from a text of "1" and "0", bit 0 first."""
+    unused = -len(text) % 8
+    padded = text + "0" * unused
+    body = bytes(int(padded[i:i + 8], 2) for i in range(0, len(padded), 8))
+    return tlv(tag, bytes([unused]) + body)
+
+
+def oid(dotted, tag=OID):
+    arcs = [int(arc) for arc in dotted.split(".")]
+    body = bytearray()
+    for arc in [arcs[0] * 40 + arcs[1]] + arcs[2:]:
+        groups = [arc & 0x7F]
+        arc >>= 7
+        while arc:
+            groups.append(0x80 | arc & 0x7F)
+            arc >>= 7
+        body += bytes(groups[::-1])
+    return tlv(tag, bytes(body))
+
+
+def null(tag=NULL):
+    return tlv(tag, b"")
+
+
+def sequence(tag, *children):
+    """A constructed element; children that are None (absent optional fields) are left out."""
+    return tlv(tag, b"".join(child for child in children if child is not None), constructed=True)
+
+
+def explicit(tag, child):
+    return sequence(tag, child)
+
+
+def optional(build, value, *arguments):
+    """build(value, ...) when value is given, else None (an absent field)."""
+    return None if value is None else build(value, *arguments)
+
+
+# ---------------------------------------------------------------- decoding
+
+
+class DecodeError(ValueError):
+    pass
+
+
+def read_header(data, offset):
+    """(tag, constructed, content start, content length or None when indefinite),
+    or None when data ends inside the header."""
+    if offset >= len(data):
+        return None
+    first = data[offset]
+    cls, constructed, number = first >> 6, bool(first & 0x20), first & 0x1F
+    offset += 1
+    if number == 31:
+        number = 0
+        while True:
+            if offset >= len(data):
+                return None
+            octet = data[offset]
+            offset += 1
+            number = number << 7 | octet & 0x7F
+            if not octet & 0x80:
+                break
+    if offset >= len(data):
+        return None
+    first_length = data[offset]
+    offset += 1
+    if first_length == 0x80:
+        if not constructed:
+            raise DecodeError("indefinite length on a primitive element")
+        return Tag(cls, number), constructed, offset, None
+    if first_length & 0x80:
+        size = first_length & 0x7F
+        if size > 4:
+            raise DecodeError("length of %d octets" % size)
+        if offset + size > len(data):
+            return None
+        length = int.from_bytes(data[offset:offset + size], "big")
+        offset += size
+    else:
+        length = first_length
+    return Tag(cls, number), constructed, offset, length
+
+
+def element_end(data, offset=0):
+    """Where the element starting at offset ends, or None if data stops before that."""
+    header = read_header(data, offset)
+    if header is None:
+        return None
+    _, _, start, length = header
+    if length is not None:
+        return start + length if start + length <= len(data) else None
+    position = start
+    while True:
+        if data[position:position + 2] == b"\0\0":
+            return position + 2
+        if len(data) < position + 2:
+            return None
+        position = element_end(data, position)
+        if position is None:
+            return None
+
+
+class Element:
+    """One decoded BER element: tag, constructed, content octets, children (constructed only)."""
+
+    def __init__(self, tag, constructed, content, children, encoded):
+        self.tag, self.constructed, self.content = tag, constructed, content
+        self.children, self.encoded = children, encoded
+
+    def find(self, *path):
+        """The element reached by taking, for each tag of path, the first child
+        with that tag (a bare number is a context tag); None if there is none."""
+        element = self
+        for step in path:
+            tag = ctx(step) if isinstance(step, int) else step
+            element = next((child for child in element.children or [] if child.tag == tag), None)
+            if element is None:
+                return None
+        return element
+
+    def all(self, tag):
+        """Every child with the tag."""
+        tag = ctx(tag) if isinstance(tag, int) else tag
+        return [child for child in self.children or [] if child.tag == tag]
+
+    @property
+    def integer(self):
+        return int.from_bytes(self.content, "big", signed=True)
+
+    @property
+    def boolean(self):
+        return any(self.content)
+
+    @property
+    def text(self):
+        return self.content.decode("latin-1")
+
+    @property
+    def bits(self):
+        """A BIT STRING as a text of "1" and "0", bit 0 first."""
+        unused, body = self.content[0], self.content[1:]
+        text = "".join(format(octet, "08b") for octet in body)
+        return text[:len(text) - unused]
+
+    @property
+    def oid(self):
+        arcs, value = [], 0
+        for octet in self.content:
+            value = value << 7 | octet & 0x7F
+            if not octet & 0x80:
+                arcs.append(value)
+                value = 0
+        first = min(arcs[0] // 40, 2)
+        return ".".join(str(arc) for arc in [first, arcs[0] - 40 * first] + arcs[1:])
+
+    def __repr__(self):
+        kind = "[%s %d]" % ("UACP"[self.tag.cls], self.tag.number)
+        if self.constructed:
+            return "%s{%s}" % (kind, ", ".join(repr(child) for child in self.children))
+        return "%s%s" % (kind, self.content.hex())
+
+
+def decode_at(data, offset):
+    """(element, end) for the element at offset."""
+    header = read_header(data, offset)
+    if header is None:
+        raise DecodeError("truncated header at %d" % offset)
+    tag, constructed, start, length = header
+    end = element_end(data, offset)
+    if end is None:
+        raise DecodeError("truncated element at %d" % offset)
+    if not constructed:
+        return Element(tag, False, data[start:end], None, data[offset:end]), end
+    children, position = [], start
+    content_end = end - 2 if length is None else end
+    while position < content_end:
+        child, position = decode_at(data, position)
+        children.append(child)
+    return Element(tag, True, data[start:content_end], children, data[offset:end]), end
+
+
+def decode(data):
+    """The one element that data holds."""
+    element, end = decode_at(data, 0)
+    if end != len(data):
+        raise DecodeError("%d octets after the element" % (len(data) - end))
+    return element
+
+
+# ---------------------------------------------------------------- PDUs the target sends
+
+PDU_NAMES = {20: "initRequest", 21: "initResponse", 22: "searchRequest", 23: "searchResponse",
+             24: "presentRequest", 25: "presentResponse", 35: "scanRequest", 36: "scanResponse",
+             48: "close"}
+
+
+def reference_id(data):
+    return octets(data, ctx(2))
+
+
+def init_response(result=True, result_octet=None, version="111", options="110000110001001",
+                  preferred=32768, maximum=65536, implementation_id="kst",
+                  implementation_name="Scripted Target", implementation_version="0.1", reference=None):
+    """An initResponse; implementation fields given as None are left out."""
+    return sequence(ctx(21), optional(reference_id, reference), bits(version, ctx(3)), bits(options, ctx(4)),
+                    integer(preferred, ctx(5)), integer(maximum, ctx(6)),
+                    boolean(result, ctx(12), result_octet),
+                    optional(string, implementation_id, ctx(110)),
+                    optional(string, implementation_name, ctx(111)),
+                    optional(string, implementation_version, ctx(112)))
+
+
+def search_response(count=0, status=True, status_octet=None, returned=0, next_position=1,
+                    result_set_status=None, present_status=None, records=None, reference=None):
+    """A searchResponse; records is a Records value (response_records, non_surrogate_diagnostic, ...)."""
+    return sequence(ctx(23), optional(reference_id, reference), integer(count, ctx(23)),
+                    integer(returned, ctx(24)), integer(next_position, ctx(25)),
+                    boolean(status, ctx(22), status_octet),
+                    optional(integer, result_set_status, ctx(26)), optional(integer, present_status, ctx(27)),
+                    records)
+
+
+def present_response(returned=0, next_position=1, status=0, records=None, reference=None):
+    return sequence(ctx(25), optional(reference_id, reference), integer(returned, ctx(24)),
+                    integer(next_position, ctx(25)), integer(status, ctx(27)), records)
+
+
+def default_diagnostic(condition, addinfo=None, diagnostic_set=BIB1_DIAGNOSTICS):
+    """A DefaultDiagFormat (untagged SEQUENCE), addinfo as a version-2 VisibleString."""
+    return sequence(SEQUENCE, oid(diagnostic_set), integer(condition), optional(string, addinfo, VISIBLE_STRING))
+
+
+def non_surrogate_diagnostic(condition, addinfo=None, diagnostic_set=BIB1_DIAGNOSTICS):
+    """Records: one non-surrogate diagnostic."""
+    return sequence(ctx(130), oid(diagnostic_set), integer(condition), optional(string, addinfo, VISIBLE_STRING))
+
+
+def multiple_non_surrogate_diagnostics(*diagnostics):
+    """Records: a list of DiagRec (default_diagnostic values)."""
+    return sequence(ctx(205), *diagnostics)
+
+
+def response_records(*records):
+    """Records: a list of name_plus_record values."""
+    return sequence(ctx(28), *records)
+
+
+def name_plus_record(record, database=None):
+    """record is retrieval_record(...) or surrogate_diagnostic(...)."""
+    return sequence(SEQUENCE, optional(string, database, ctx(0)), explicit(ctx(1), record))
+
+
+def external(syntax, octet_aligned=None, single_asn1=None, arbitrary=None, tag=EXTERNAL):
+    """An EXTERNAL with a direct reference (None leaves it out): octets, one
+    encoded ASN.1 value, or bits (a text of "1" and "0")."""
+    if octet_aligned is not None:
+        encoding = octets(octet_aligned, ctx(1))
+    elif arbitrary is not None:
+        encoding = bits(arbitrary, ctx(2))
+    else:
+        encoding = explicit(ctx(0), single_asn1)
+    return sequence(tag, optional(oid, syntax), encoding)
+
+
+def retrieval_record(syntax, data=None, **encoding):
+    """A NamePlusRecord's retrievalRecord: data octet-aligned, or as external() takes it."""
+    return explicit(ctx(1), external(syntax, data, **encoding))
+
+
+def surrogate_diagnostic(condition, addinfo=None):
+    """A surrogate diagnostic, as a NamePlusRecord's record or as a scan Entry."""
+    return explicit(ctx(2), default_diagnostic(condition, addinfo))
+
+
+def term_info(term, display=None, occurrences=None):
+    """A scan Entry of the termInfo kind with a general term."""
+    return sequence(ctx(1), octets(term, ctx(45)), optional(string, display, ctx(0)),
+                    optional(integer, occurrences, ctx(2)))
+
+
+def scan_response(entries=(), status=0, returned=None, step_size=None, position=1, diagnostics=None,
+                  attribute_set=None, reference=None):
+    """A scanResponse; returned defaults to the number of entries; entries None leaves the list out."""
+    if returned is None:
+        returned = len(entries or ())
+    listed = None
+    if entries is not None or diagnostics is not None:
+        listed = sequence(ctx(7), None if entries is None else sequence(ctx(1), *entries),
+                          None if diagnostics is None else sequence(ctx(2), *diagnostics))
+    return sequence(ctx(36), optional(reference_id, reference), optional(integer, step_size, ctx(3)),
+                    integer(status, ctx(4)), integer(returned, ctx(5)), optional(integer, position, ctx(6)),
+                    listed, optional(oid, attribute_set, ctx(8)))
+
+
+def close(reason, diagnostic=None, reference=None):
+    return sequence(ctx(48), optional(reference_id, reference), integer(reason, ctx(211)),
+                    optional(string, diagnostic, ctx(3)))
+
+
+# ---------------------------------------------------------------- record values (asn/modules/RecordSyntax-*.asn)
+
+HOLDINGS_TAGS = dict(typeOfRecord=1, encodingLevel=2, format=3, receiptAcqStatus=4, generalRetention=5,
+                     completeness=6, dateOfReport=7, nucCode=8, localLocation=9, shelvingLocation=10, callNumber=11,
+                     shelvingData=12, copyNumber=13, publicNote=14, reproductionNote=15, termsUseRepro=16,
+                     enumAndChron=17)
+CIRCULATION_TAGS = dict(availableNow=1, availablityDate=2, availableThru=3, restrictions=4, itemId=5, renewable=6,
+                        onHold=7, enumAndChron=8, midspine=9, temporaryLocation=10)
+
+
+def fields_in_tag_order(values, tags, flags=()):
+    """Implicitly tagged fields by name: texts, and the named flags as BOOLEANs."""
+    return [(boolean if name in flags else string)(value, ctx(tags[name]))
+            for name, value in sorted(values.items(), key=lambda item: tags[item[0]])]
+
+
+def circulation_record(availableNow=False, renewable=False, onHold=False, **texts):
+    """An OPAC CircRecord; the texts by their field names."""
+    flags = dict(availableNow=availableNow, renewable=renewable, onHold=onHold)
+    return sequence(SEQUENCE, *fields_in_tag_order(dict(texts, **flags), CIRCULATION_TAGS, flags))
+
+
+def holdings_record(circulation=None, **texts):
+    """A HoldingsRecord of holdings and circulation data: texts by their field
+    names, circulation a list of circulation_record values (None: no list)."""
+    return sequence(ctx(2), *fields_in_tag_order(texts, HOLDINGS_TAGS),
+                    None if circulation is None else sequence(ctx(19), *circulation))
+
+
+def opac_record(bibliographic=None, holdings=None):
+    """An OPACRecord: a USMARC record's octets and a list of holdings records (None leaves either out);
+    a MARC holdings record is external(USMARC, octets, tag=ctx(1))."""
+    return sequence(SEQUENCE, optional(lambda data: external(USMARC, data, tag=ctx(1)), bibliographic),
+                    None if holdings is None else sequence(ctx(2), *holdings))
+
+
+def summary_record(title):
+    return sequence(SEQUENCE, string(title, ctx(1)))
+
+
+def tagged_element(tag_type, tag, content):
+    """A GRS-1 TaggedElement: tag a number or a text, tag_type None leaves it
+    out, content an encoded ElementData choice (subtree() for children)."""
+    value = integer(tag, ctx(2)) if isinstance(tag, int) else string(tag, ctx(1))
+    return sequence(SEQUENCE, optional(integer, tag_type, ctx(1)), explicit(ctx(2), value), explicit(ctx(4), content))
+
+
+def subtree(*elements):
+    """ElementData: the children; a GenericRecord is sequence(SEQUENCE, *elements)."""
+    return explicit(ctx(6), sequence(SEQUENCE, *elements))
+
+
+# ---------------------------------------------------------------- reading what the client sent
+
+OPERATORS = {0: "and", 1: "or", 2: "and-not"}
+
+
+def attribute_list(element):
+    """An AttributeList as [(type, numeric value), ...]."""
+    return [(item.find(120).integer, item.find(121).integer) for item in element.children]
+
+
+def rpn(structure):
+    """An RPNStructure as nested tuples: ("term", text, attributes),
+    ("resultset", name) or (operator, left, right)."""
+    if structure.tag == ctx(0):
+        operand = structure.children[0]
+        if operand.tag == ctx(31):
+            return ("resultset", operand.text)
+        return ("term", operand.find(45).text, attribute_list(operand.find(44)))
+    left, right, operator = structure.children
+    return (OPERATORS[operator.children[0].tag.number], rpn(left), rpn(right))
+
+
+def rpn_query(search_request):
+    """(attribute set, tree) of a searchRequest's type-1 query."""
+    query = search_request.find(21, 1)
+    return query.children[0].oid, rpn(query.children[1])
+
+
+# ---------------------------------------------------------------- the server
+
+Step = collections.namedtuple("Step", "action octets delay before", defaults=(None,))
+
+
+def answer(octets_, delay=0.0, before=None):
+    """Take a PDU, wait delay seconds, call before() if given, send the octets."""
+    return Step("answer", octets_, delay, before)
+
+
+def silent():
+    """Take a PDU and send nothing."""
+    return Step("silent", b"", 0.0)
+
+
+def hang_up():
+    """Take a PDU and close the connection."""
+    return Step("hang up", b"", 0.0)
+
+
+def send_close(reason, diagnostic=None):
+    """Take a PDU and answer with a Close."""
+    return answer(close(reason, diagnostic))
+
+
+class Connection:
+    """What one connection brought: the client's PDUs (octets and the monotonic
+    time each was complete) and when the connection ended."""
+
+    def __init__(self, steps):
+        self.steps = list(steps)
+        self.received = []
+        self.received_at = []
+        self.ended_at = None
+        self.ended = threading.Event()
+
+    def pdus(self):
+        return [decode(data) for data in self.received]
+
+    def kinds(self):
+        """The received PDUs' names."""
+        return [PDU_NAMES.get(pdu.tag.number, str(pdu.tag.number)) for pdu in self.pdus()]
+
+    def pdu(self, name):
+        """The first received PDU of that name, or None."""
+        return next((pdu for pdu, kind in zip(self.pdus(), self.kinds()) if kind == name), None)
+
+    def wait_end(self, timeout):
+        """True once the connection has ended."""
+        return self.ended.wait(timeout)
+
+
+def read_pdu(sock, pending):
+    """Reads one whole element; (octets, what follows it), or (None, ...) when the peer left."""
+    while True:
+        end = element_end(pending) if pending else None
+        if end is not None:
+            return pending[:end], pending[end:]
+        chunk = sock.recv(65536)
+        if not chunk:
+            return None, pending
+        pending += chunk
+
+
+class ScriptedTarget:
+    """A threaded Z39.50 target on a free loopback port; each connection plays the next script."""
+
+    def __init__(self, host="127.0.0.1"):
+        self.listener = socket.socket()
+        self.listener.bind((host, 0))
+        self.listener.listen(16)
+        self.listener.settimeout(0.2)
+        self.host, self.port = self.listener.getsockname()
+        self.scripts = collections.deque()
+        self.unexpected = 0
+        self.lock = threading.Lock()
+        self.stopping = False
+        self.sockets = []
+        self.thread = threading.Thread(target=self._accept, daemon=True)
+        self.thread.start()
+
+    def play(self, *steps):
+        """Queues a script for the next connection; returns its Connection record."""
+        connection = Connection(steps)
+        with self.lock:
+            self.scripts.append(connection)
+        return connection
+
+    def pending(self):
+        """How many queued scripts no connection has played yet."""
+        with self.lock:
+            return len(self.scripts)
+
+    def _accept(self):
+        while not self.stopping:
+            try:
+                sock, _ = self.listener.accept()
+            except socket.timeout:
+                continue
+            except OSError:
+                return
+            with self.lock:
+                connection = self.scripts.popleft() if self.scripts else None
+                self.sockets.append(sock)
+                if connection is None:
+                    self.unexpected += 1
+            if connection is None:
+                sock.close()
+                continue
+            threading.Thread(target=self._serve, args=(sock, connection), daemon=True).start()
+
+    def _serve(self, sock, connection):
+        sock.setblocking(True)
+        sock.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
+        pending = b""
+        try:
+            steps = iter(connection.steps)
+            while True:
+                data, pending = read_pdu(sock, pending)
+                if data is None:
+                    break
+                connection.received.append(data)
+                connection.received_at.append(time.monotonic())
+                step = next(steps, None)
+                if step is None or step.action == "silent":
+                    continue
+                if step.action == "hang up":
+                    break
+                time.sleep(step.delay)
+                if step.before:
+                    step.before()
+                sock.sendall(step.octets)
+        except (OSError, DecodeError):
+            pass
+        finally:
+            connection.ended_at = time.monotonic()
+            sock.close()
+            connection.ended.set()
+
+    def close(self):
+        self.stopping = True
+        self.thread.join()
+        self.listener.close()
+        with self.lock:
+            for sock in self.sockets:
+                try:
+                    sock.shutdown(socket.SHUT_RDWR)
+                except OSError:
+                    pass
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.close()
+
+
+def closed_port(host="127.0.0.1"):
+    """A loopback port where nothing listens (just released)."""
+    with socket.socket() as probe:
+        probe.bind((host, 0))
+        return probe.getsockname()[1]

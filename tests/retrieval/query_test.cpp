@@ -1,0 +1,204 @@
+// Query formulation: SEARCH request lines in, RPN trees (or status codes and
+// the query error box) out.
+#include "retrieval/query.h"
+
+#include "dbv/dbv_build.h"
+#include "service/service.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <functional>
+#include <string>
+#ifdef _WIN32
+#include <atomic>
+#include <thread>
+#endif
+
+namespace {
+
+const char kBoxLine[] = "Ostrel Web Client: Error in query formulation";
+
+// A tree in short form: "AND(1=4:war,1=21:peace)", attributes as type=value
+// separated by blanks, "SET:name" for a result set; "!" marks a malformed part.
+std::string Render(const DbvRPNStructure *node)
+{
+    if (node->eRpnStructureType == RST_RpnLopRopOperator) {
+        const DbvRpnLopRopOperator *join = node->uRPNStructure.psRpnLopRopOperator;
+        static const char *const kNames[] = {"!", "OR", "AND", "ANDNOT"};
+        return std::string(kNames[join->sOperator.eOperatorType]) + "(" + Render(join->psLeftOperand) + "," +
+               Render(join->psRightOperand) + ")";
+    }
+    const DbvOperand *operand = node->uRPNStructure.psRpnOperand;
+    if (operand->eOperandType == OPD_ResultSetId)
+        return "SET:" + dbv::TextOf(operand->uOperand.psResultSetId);
+    const DbvAttributesPlusTerm *term = operand->uOperand.psAttributesPlusTerm;
+    std::string text;
+    for (DbvAttributeElement **e = term->ppsAttributeElement; *e; ++e)
+        text += (text.empty() ? "" : " ") + std::to_string((*e)->ulAttributeType) +
+                ((*e)->pcAttributeSetId || (*e)->sAttributeValue.eAttributeValueType != AVT_Numeric ? "!" : "=") +
+                std::to_string((*e)->sAttributeValue.uAttributeValue.ulNumeric);
+    std::string words = dbv::TextOf(term->sTerm.uTerm.psGeneral);
+    bool general = term->sTerm.eTermType == TT_General && term->sTerm.uTerm.psGeneral->ulLength == words.size();
+    return text + (general ? ":" : "!") + words;
+}
+
+#ifdef _WIN32
+// The message boxes that the call shows, as "caption: text" lines. They are
+// modal on Windows: a helper thread reads and closes each one.
+std::string BoxesShownBy(const std::function<void()> &call)
+{
+    std::string boxes;
+    std::atomic<bool> finished(false);
+    std::thread closer([&] {
+        for (WindowHandle last = 0; !finished; SleepMilliseconds(10)) {
+            char caption[64], text[128];
+            WindowHandle box = FindMessageBox(g_service.instance_window, caption, sizeof caption, text, sizeof text);
+            // A box shows its text a moment after it opens.
+            if (box && box != last && text[0]) {
+                boxes += std::string(caption) + ": " + text + "\n";
+                DismissMessageBox(last = box);
+            }
+        }
+    });
+    call();
+    finished = true;
+    closer.join();
+    return boxes;
+}
+#else
+// On POSIX message boxes go to standard error as "caption: text" lines.
+std::string BoxesShownBy(const std::function<void()> &call)
+{
+    testing::internal::CaptureStderr();
+    call();
+    return testing::internal::GetCapturedStderr();
+}
+#endif
+
+// The query of a request line in short form, followed by " under " and the
+// attribute set and " in " and the database where they are not BIB-1 and
+// "KESTRA"; the status code on failure. The query error box must come with
+// status 2003 and only with it.
+std::string Formulate(const std::string &line)
+{
+    g_service.format_mode = FORMAT_PLAIN;
+    std::snprintf(g_service.current_request, sizeof g_service.current_request, "%s", line.c_str());
+    ClearStatus();
+    DbvSearchReq *request = dbv::New<DbvSearchReq>();
+    bool ok = false;
+    std::string boxes = BoxesShownBy([&] { ok = FormulateQuery(request); });
+    std::string outcome = std::to_string(StatusCode());
+    if (ok) {
+        EXPECT_TRUE(request->ppsDatabaseNames[0] && !request->ppsDatabaseNames[1]) << line;
+        EXPECT_EQ(request->psQuery->eQueryType, QT_Rpn);
+        const DbvRPNQuery *rpn = request->psQuery->uQuery.psRpnQuery;
+        std::string database = dbv::TextOf(request->ppsDatabaseNames[0]);
+        outcome = Render(&rpn->sRpnStructure);
+        if (std::string(rpn->pcAttributeSetId) != "1.2.840.10003.3.1")
+            outcome += std::string(" under ") + rpn->pcAttributeSetId;
+        if (database != "KESTRA")
+            outcome += " in " + database;
+    } else {
+        EXPECT_TRUE(!request->psQuery && !request->ppsDatabaseNames) << line;
+        EXPECT_STREQ(StatusText(), StatusCode() == 2004 ? "Search Request Error - No search term supplied"
+                                                         : "Search Request Error - Failed to set up RPN search");
+    }
+    EXPECT_EQ(boxes.find(kBoxLine) != std::string::npos, outcome == "2003") << line;
+    DbvFreeSearchReq(request);
+    return outcome;
+}
+
+struct QueryCase {
+    std::string line;
+    std::string tree;
+};
+
+TEST(FormulateQuery, BuildsTreesAndRefusesBadQueries)
+{
+    // Ten terms joined by OR group from the left; an eleventh is refused.
+    std::string ten_terms = "Query:@1@t0";
+    std::string ten_tree = "1=1:t0";
+    for (int i = 1; i < 10; ++i) {
+        ten_terms += "@OR@1@t" + std::to_string(i);
+        ten_tree = "OR(" + ten_tree + ",1=1:t" + std::to_string(i) + ")";
+    }
+    const QueryCase cases[] = {
+        {ten_terms + " Terms:10", ten_tree},
+        {ten_terms + "@OR@1@t10 Terms:11", "2003"},
+        {"Query:\"@use=4@term=War@op=AND NOT@use=21@term=Peace\" Terms:2", "ANDNOT(1=4:war,1=21:peace)"},
+        {"Query:@use=4@term=New+York Terms:1", "1=4:new york"},
+        {"Query:@use=4@term=cat@op=and@use=4@term=dog Terms:2", "1=4:cat and dog"},
+        {"Query:@use=1@term=a@op=OR@use=2@term=b@op=AND@use=3@term=c Terms:3", "OR(1=1:a,AND(1=2:b,1=3:c))"},
+        {"Query:@use=1@term=a@op=AND-NOT@use=2@term=b@op=OR@use=3@term=c Terms:3", "OR(ANDNOT(1=1:a,1=2:b),1=3:c)"},
+        {"Query:\"@use=4@term=( a@op=OR@use=4@term=b )@op=AND@use=21@term=c\" Terms:3", "AND(OR(1=4:a,1=4:b),1=21:c)"},
+        {"Query:@use=4@term=@op=AND@use=21@term=peace Terms:2", "1=21:peace"},
+        {"Query:@use=1003,2,3,1,100,1@term=Smith Terms:1", "1=1003 2=2 3=3 4=1 5=100 6=1:smith"},
+        {"Query:@use=1003,,3@term=smith Terms:1", "1=1003 3=3:smith"},
+        {"Query:@use=4@term=/War@op=AND@use=4@term=Peace/ Terms:2", "1=4:war AND peace"},
+        {"Query:\"@use=4@term=/new york/@op=OR@use=21@term=x\" Terms:2", "OR(1=4:new york,1=21:x)"},
+        {"Query:@4@War Terms:1", "1=4:war"},
+        {"Query:@4@war Terms:1 AnsiAttributeSet:CIMI Database:books", "1=4:war under 1.2.840.10003.3.8 in books"},
+        {"Query:@4@war Terms:1 AnsiAttributeSet:CIP", "1=4:war under 1.2.840.10003.3.2000.99.1"},
+        {"Query:@4@war Terms:1 AnsiAttributeSet:bib1", "1=4:war"},
+        {"Query:use=4@term=war@op=AND@use=21@term=peace Terms:1", "1=4:war"},
+        {"Query:@use=4@term=war Terms:3", "1=4:war"},
+        {"Query: Terms:1", "2004"},
+        {"Query:@use=4@term=war", "2004"},
+        {"Query:@use=4@term=@op=AND@use=4@term= Terms:2", "2004"},
+        // A value that is no number reads as 0: the attribute is left out.
+        {"Query:@use=RESSET@term=x Terms:1", ":x"},
+        {"Query:@use=1003,1003,1003@term=x Terms:1", "2003"},
+        {"Query:@use=" + std::string(100, '4') + "@term=x Terms:1", "2003"},
+        {"Query:@use=4@term=" + std::string(400, 'x') + " Terms:1", "2003"},
+        // Fields past the terms still count towards the query's 1023 characters.
+        {"Query:@4@war@" + std::string(1016, 'x') + " Terms:1", "1=4:war"},
+        {"Query:@4@war@" + std::string(1017, 'x') + " Terms:1", "2003"},
+    };
+    for (const QueryCase &c : cases)
+        EXPECT_EQ(Formulate(c.line), c.tree) << c.line;
+}
+
+TEST(ParseQueryExpression, ResultSetsAndGrammar)
+{
+    const struct {
+        const char *expression, *tree;
+    } cases[] = {
+        {"RESSET,1.4;:default AND war ", "AND(SET:default,1=4:war)"},
+        {"1.1;2.1;3.1;4.1;5.1;6.1;7.1;:x ", "1=1 2=1 3=1 4=1 5=1 6=1:x"},
+        {"1.4;,1.4;:( a OR b ", nullptr},
+        {"1.4;,1.4;:a OR b )", nullptr},
+        {"1.4;,1.4;:AND a ", nullptr},
+        {"1.4;:a OR b ", nullptr},
+        {"1.4; a ", nullptr},
+    };
+    for (const auto &c : cases) {
+        DbvRPNStructure *tree = nullptr;
+        std::string boxes = BoxesShownBy([&] { tree = ParseQueryExpression(c.expression); });
+        EXPECT_EQ(tree ? Render(tree) : "(none)", c.tree ? c.tree : "(none)") << c.expression;
+        EXPECT_EQ(boxes.find(kBoxLine) != std::string::npos, !tree) << c.expression;
+        DbvFreeRPNStructure(tree);
+    }
+}
+
+TEST(BuildAttributeString, FillsTheSixTypes)
+{
+    const struct {
+        const char *specification;
+        int mode;
+        const char *attribute_string;
+    } cases[] = {
+        {"1003", 0, "1.1003;2.0;3.0;4.0;5.0;6.0;"},
+        {"4,3,3,1,100,1,9", 0, "1.4;2.3;3.3;4.1;5.100;6.1;"},
+        {"4,3", 1, "1.4;2.3;3.0;4.0;5.1;6.0;"},
+        {"4,3,3,1,0", 2, "1.4;2.3;3.3;4.1;5.100;6.0;"},
+        {"4%s%n", 0, "1.4%s%n;2.0;3.0;4.0;5.0;6.0;"},
+    };
+    for (const auto &c : cases)
+        EXPECT_EQ(BuildAttributeString(c.specification, c.mode), c.attribute_string) << c.specification;
+    // 99 characters fit the attribute string's area, 100 do not.
+    EXPECT_EQ(BuildAttributeString(std::string(76, '4'), 0).size(), 99u);
+    EXPECT_EQ(BuildAttributeString(std::string(77, '4'), 0), "");
+}
+
+} // namespace
