@@ -3,6 +3,7 @@
 // and the window messages, waits for MSG_REQUEST_DONE per request line, and
 // prints every line the requests append to the response file.
 #include "service/service.h"
+#include "tools/distributor/marc_display.h"
 
 #include <cctype>
 #include <cstdio>
@@ -26,6 +27,9 @@ const char kUsage[] =
     "  --instance N        the distributor's instance number (default 1)\n"
     "  --command-line REQ  start the client with this request on its command line\n"
     "  --query-state       print \"State:N\", the client's session state, at the end\n"
+    "  --show-marc         print a record line whose record is ISO 2709 in place of the raw\n"
+    "                      line as \"Record <position>\" and the record one field a line:\n"
+    "                      \"LDR <leader>\", \"001 <data>\", \"245 10 $a<data>$c<data>\"\n"
     "  --verbose           report the client's instance name on standard error\n"
     "  --help              this text\n"
     "Exit status: 0 every request succeeded, 1 one failed, 2 usage or communication error.\n";
@@ -42,6 +46,7 @@ struct Options {
     std::string command_line;
     bool query_state = false;
     bool verbose = false;
+    bool show_marc = false;
     std::vector<std::string> files;
 };
 
@@ -57,6 +62,7 @@ struct Distributor {
     ChildProcess child = 0;
     std::deque<RequestDone> done;
     std::map<std::string, long> read_offsets;
+    WindowHandle dismissed_box = 0;
     int status = kAllSucceeded;
 };
 
@@ -113,6 +119,8 @@ Options ParseOptions(int argc, char **argv)
             options.query_state = true;
         } else if (option == "--verbose") {
             options.verbose = true;
+        } else if (option == "--show-marc") {
+            options.show_marc = true;
         } else if (option == "--client" && has_value) {
             options.client = argv[++i];
         } else if (option == "--command-line" && has_value) {
@@ -217,6 +225,16 @@ size_t QueuedRequestCount(const std::string &text)
     return count;
 }
 
+// The text with every CR LF line end turned into LF.
+std::string WithoutCarriageReturns(const std::string &text)
+{
+    std::string without_returns;
+    for (size_t i = 0; i < text.size(); ++i)
+        if (!(text[i] == '\r' && i + 1 < text.size() && text[i + 1] == '\n'))
+            without_returns += text[i];
+    return without_returns;
+}
+
 // Reads a file from where it stands to its end, and closes it.
 std::string ReadRest(std::FILE *file)
 {
@@ -227,6 +245,18 @@ std::string ReadRest(std::FILE *file)
         text.append(chunk, got);
     std::fclose(file);
     return text;
+}
+
+// Prints one response line (with its line feed), or with --show-marc the
+// readable form of the ISO 2709 record that it carries.
+void PrintResponseLine(const std::string &line)
+{
+    std::string shown;
+    if (g_distributor.options.show_marc)
+        shown = DisplayMarcRecordLine(line.substr(0, line.size() - 1));
+    if (shown.empty())
+        shown = line;
+    std::fwrite(shown.data(), 1, shown.size(), stdout);
 }
 
 void PrintNewResponseLines()
@@ -242,12 +272,27 @@ void PrintNewResponseLines()
     if (complete == std::string::npos)
         return;
     offset += static_cast<long>(complete + 1);
-    for (const std::string &line : SplitLines(fresh.substr(0, complete + 1))) {
-        bool carriage_return = !line.empty() && line.back() == '\r';
-        std::fwrite(line.data(), 1, line.size() - (carriage_return ? 1 : 0), stdout);
-        std::fputc('\n', stdout);
+    std::string lines = fresh.substr(0, complete + 1);
+    for (size_t start = 0, length; start < lines.size(); start += length) {
+        length = ResponseLineLength(lines, start);
+        PrintResponseLine(WithoutCarriageReturns(lines.substr(start, length)));
     }
     std::fflush(stdout);
+}
+
+// A message box that the client opens would wait for a person: its caption
+// and text go to standard error as "<caption>: <text>" and the box is closed.
+void DismissClientMessageBox()
+{
+    char caption[128];
+    char text[1024];
+    WindowHandle box = FindMessageBox(g_distributor.client, caption, sizeof caption, text, sizeof text);
+    if (!box || box == g_distributor.dismissed_box)
+        return;
+    g_distributor.dismissed_box = box;
+    std::fprintf(stderr, "%s: %s\n", caption, text);
+    std::fflush(stderr);
+    DismissMessageBox(box);
 }
 
 // Waits for the client's next MSG_REQUEST_DONE; false on time-out or when the client ended without one.
@@ -264,6 +309,7 @@ bool AwaitRequestDone(RequestDone *done)
         if (waited >= g_distributor.options.timeout_ms)
             return false;
         bool ended = ClientEnded();
+        DismissClientMessageBox();
         PumpMessages(50);
         waited += 50;
         if (ended && g_distributor.done.empty())
@@ -378,12 +424,7 @@ std::string ReadFile(const std::string &path)
     std::FILE *file = std::fopen(path.c_str(), "rb");
     if (!file)
         Fail(("cannot read " + path).c_str());
-    std::string text = ReadRest(file);
-    std::string without_returns;
-    for (size_t i = 0; i < text.size(); ++i)
-        if (!(text[i] == '\r' && i + 1 < text.size() && text[i + 1] == '\n'))
-            without_returns += text[i];
-    return without_returns;
+    return WithoutCarriageReturns(ReadRest(file));
 }
 
 void ConnectToClient()

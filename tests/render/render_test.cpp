@@ -1,0 +1,440 @@
+// The record renderers, through the lines they write to a response file in
+// a scratch directory (also the current one, where "grsbrief.tbl" is read).
+#include "render/render.h"
+#include "service/service.h"
+#include "tests/dbv/dbv_testkit.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <optional>
+#include <random>
+#include <variant>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+typedef std::vector<std::string> Line;
+
+struct RenderTest : ::testing::Test {
+    fs::path home = fs::current_path();
+    fs::path scratch;
+
+    void SetUp() override
+    {
+        scratch = fs::temp_directory_path() /
+                  (std::string("kestra-render-") + ::testing::UnitTest::GetInstance()->current_test_info()->name() +
+                   "-" + std::to_string(std::random_device{}()));
+        fs::create_directories(scratch);
+        fs::current_path(scratch);
+        std::snprintf(g_service.temp_directory, kTempPathSize, "%s/", scratch.string().c_str());
+        std::snprintf(g_service.temp_prefix, kTempPrefixSize, "R");
+        g_service.instance_window = WindowFromNumber(0x1234);
+    }
+    void TearDown() override
+    {
+        fs::current_path(home);
+        fs::remove_all(scratch);
+    }
+};
+
+// Renders the record (then freed) at position 1 and reads back the one line
+// of the response file, split into unquoted fields.
+Line RenderedLine(void (*render)(const DbvExternal *, long), DbvExternal *record)
+{
+    render(record, 1);
+    DbvFreeExternal(record);
+    std::ifstream file(ResponseFileName());
+    std::string s((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+    file.close();
+    fs::remove(ResponseFileName());
+    Line line;
+    size_t i = 0;
+    while (i < s.size() && s[i] != '\n') {
+        bool quoted = s[i] == '"';
+        line.emplace_back();
+        for (i += quoted; i < s.size() && (quoted ? !(s[i] == '"' && s[i + 1] != '"') : s[i] != ','); ++i)
+            line.back() += s[i] == '"' ? s[++i] : s[i];
+        i += quoted ? 2 : 1; // past the closing quote and the comma
+    }
+    EXPECT_EQ(i + 1, s.size()) << "one line";
+    return line;
+}
+
+DbvExternal *Single(int type)
+{
+    DbvExternal *record = New<DbvExternal>();
+    record->eValueType = EVT_SingleASN1Type;
+    record->uExternalValue.psSingleASN1Type = New<DbvSingleASN1Type>();
+    record->uExternalValue.psSingleASN1Type->eASN1Type = type;
+    return record;
+}
+
+auto &Value(DbvExternal *record)
+{
+    return record->uExternalValue.psSingleASN1Type->uASN1;
+}
+
+DbvExternal *Sutrs(std::optional<std::string> text)
+{
+    DbvExternal *record = Single(AT_UnstructuredText);
+    Value(record).psUnstructuredText = text ? Octets(*text) : nullptr;
+    return record;
+}
+
+DbvExternal *Summary(std::optional<std::string> title)
+{
+    DbvExternal *record = Single(AT_SummaryRecord);
+    if (title)
+        (Value(record).psSummaryRecord = New<DbvBriefBib>())->sTitle = InlineOctets(*title);
+    return record;
+}
+
+DbvExternal *Arbitrary(const char *bits)
+{
+    DbvExternal *record = New<DbvExternal>();
+    record->eValueType = EVT_Arbitrary;
+    record->uExternalValue.psArbitrary = bits ? Text(bits) : nullptr;
+    return record;
+}
+
+TEST_F(RenderTest, TextRecords)
+{
+    const struct {
+        void (*render)(const DbvExternal *, long);
+        DbvExternal *record;
+        Line line;
+    } cases[] = {
+        {RenderSutrsRecord, Sutrs("one\r\ntwo, \"three\""), {"1", "0", "one\r\ntwo, \"three\""}},
+        {RenderSutrsRecord, Sutrs(""), {"1", "0", ""}},
+        {RenderSutrsRecord, Sutrs(std::string("cut\0here", 8)), {"1", "0", "cut"}},
+        {RenderSutrsRecord, Sutrs(std::nullopt), {"1", "1", "Invalid SUTRS record data"}},
+        {RenderSutrsRecord, Summary("x"), {"1", "1", "Invalid SUTRS record data"}},
+        {RenderSummaryRecord, Summary("Moby Dick"), {"1", "0", "Title:\nMoby Dick"}},
+        {RenderSummaryRecord, Summary(""), {"1", "0", "Title:\n"}},
+        {RenderSummaryRecord, Summary(std::nullopt), {"1", "1", "Invalid SUMMARY record data"}},
+        {RenderArbitraryRecord, Arbitrary("0110"), {"1", "0", "0110"}},
+        {RenderArbitraryRecord, Arbitrary(nullptr), {"1", "1", "Invalid ARBITRARY record data"}},
+        {RenderArbitraryRecord, Sutrs("x"), {"1", "1", "Invalid ARBITRARY record data"}},
+    };
+    for (const auto &c : cases)
+        EXPECT_EQ(RenderedLine(c.render, c.record), c.line) << c.line[2];
+}
+
+// ---- OPAC records folded into MARC ----
+
+typedef std::vector<std::pair<std::string, std::string>> MarcFields; // tag, data ending in 0x1E
+
+using H = DbvHoldingsAndCircData;
+using C = DbvCircRecord;
+// The fields of the subfield codes a to q, r to w and the flags x to z.
+DbvOctetString *H::*const kHoldingsFields[] = {
+    &H::psCallNumber,    &H::psCompleteness,     &H::psCopyNumber,       &H::psDateOfReport,  &H::psEncodingLevel,
+    &H::psEnumAndChron,  &H::psFormat,           &H::psGeneralRetention, &H::psLocalLocation, &H::psNucCode,
+    &H::psPublicNote,    &H::psReceiptAcqStatus, &H::psReproductionNote, &H::psShelvingData,  &H::psShelvingLocation,
+    &H::psTermsUseRepro, &H::psTypeOfRecord};
+DbvOctetString *C::*const kCopyFields[] = {&C::psAvailablityDate, &C::psAvailableThru, &C::psItemId,
+                                           &C::psMidspine,        &C::psRestrictions,  &C::psTemporaryLocation,
+                                           &C::psEnumAndChron}; // never written
+int C::*const kCopyFlags[] = {&C::fAvailableNow, &C::fOnHold, &C::fRenewable};
+
+struct Copy {
+    std::vector<std::string> texts; // r, s, ... in order
+    std::vector<int> flags;         // x, y, z
+};
+struct Holdings {
+    std::vector<std::string> texts; // a, b, ... in order
+    std::vector<Copy> copies;
+    bool marc = false; // a MARC holdings record instead
+};
+
+template <typename T, typename Make> T **ListOf(size_t count, Make make)
+{
+    T **list = count ? static_cast<T **>(dbv::Allocate((count + 1) * sizeof(T *))) : nullptr;
+    for (size_t i = 0; i < count; ++i)
+        list[i] = make(i);
+    return list;
+}
+
+DbvExternal *Opac(const std::string &bibliographic, const std::vector<Holdings> &holdings)
+{
+    DbvExternal *record = Single(AT_OpacRecord);
+    DbvOPACRecord *opac = Value(record).psOpacRecord = New<DbvOPACRecord>();
+    opac->psBibliographicRecord = OctetAlignedExternal("1.2.840.10003.5.10", bibliographic);
+    opac->ppsHoldingsData = ListOf<DbvHoldingsRecord>(holdings.size(), [&](size_t i) {
+        DbvHoldingsRecord *entry = New<DbvHoldingsRecord>();
+        entry->eHoldingsRecordType = holdings[i].marc ? HR_MarcHoldingsRecord : HR_HoldingsAndCirc;
+        if (holdings[i].marc) {
+            entry->uHoldingsRecord.psMarcHoldingsRecord = OctetAlignedExternal("1.2.840.10003.5.10", "skipped");
+            return entry;
+        }
+        H *data = entry->uHoldingsRecord.psHoldingsAndCirc = New<H>();
+        for (size_t k = 0; k < holdings[i].texts.size(); ++k)
+            data->*kHoldingsFields[k] = Octets(holdings[i].texts[k]);
+        const std::vector<Copy> &copies = holdings[i].copies;
+        data->ppsCirculationData = ListOf<C>(copies.size(), [&](size_t j) {
+            C *copy = New<C>();
+            for (size_t k = 0; k < copies[j].texts.size(); ++k)
+                copy->*kCopyFields[k] = Octets(copies[j].texts[k]);
+            for (size_t k = 0; k < copies[j].flags.size(); ++k)
+                copy->*kCopyFlags[k] = copies[j].flags[k];
+            return copy;
+        });
+        return entry;
+    });
+    return record;
+}
+
+// The "937" fields expected for the holdings (one per copy, or one alone).
+void AddExpectedFields(const Holdings &holdings, MarcFields &fields)
+{
+    auto field = [&holdings](const Copy *copy) {
+        std::string f;
+        auto add = [&f](char code, const std::string &value) {
+            if (!value.empty())
+                f += (f.empty() ? "  \x1f" : "\x1f") + std::string(1, code) + value;
+        };
+        for (size_t i = 0; copy && i < 6 && i < copy->texts.size(); ++i)
+            add(static_cast<char>('r' + i), copy->texts[i]);
+        for (size_t i = 0; copy && i < 3; ++i)
+            add(static_cast<char>('x' + i), i < copy->flags.size() && copy->flags[i] ? "1" : "0");
+        for (size_t i = 0; i < holdings.texts.size(); ++i)
+            add(static_cast<char>('a' + i), holdings.texts[i]);
+        return f;
+    };
+    for (size_t i = 0; !holdings.marc && i < holdings.copies.size(); ++i)
+        fields.emplace_back("937", field(&holdings.copies[i]) + "\x1e");
+    if (holdings.copies.empty() && !holdings.marc && !field(nullptr).empty())
+        fields.emplace_back("937", field(nullptr) + "\x1e");
+}
+
+// Reads an ISO 2709 record back, checking that the leader's length and base
+// address and the directory's lengths and positions agree with the data.
+MarcFields ReadMarc(const std::string &record)
+{
+    MarcFields fields;
+    size_t base = std::stoul(record.substr(12, 5)), end = 0;
+    EXPECT_EQ(std::stoul(record.substr(0, 5)), record.size());
+    EXPECT_EQ(record.find('\x1e'), base - 1);
+    EXPECT_EQ((base - 25) % 12, 0u);
+    for (size_t entry = 24; entry + 12 < base; entry += 12) {
+        size_t length = std::stoul(record.substr(entry + 3, 4)), start = std::stoul(record.substr(entry + 7, 5));
+        EXPECT_EQ(start, end);
+        fields.emplace_back(record.substr(entry, 3), record.substr(base + start, length));
+        EXPECT_EQ(fields.back().second.back(), '\x1e');
+        end = start + length;
+    }
+    EXPECT_EQ(base + end + 1, record.size());
+    EXPECT_EQ(record.back(), '\x1d');
+    return fields;
+}
+
+// MARC text with $ for the subfield delimiter 0x1F, ^ for the field
+// terminator 0x1E and # for the record terminator 0x1D.
+std::string Marc(std::string text)
+{
+    for (char &c : text)
+        c = c == '$' ? '\x1f' : c == '^' ? '\x1e' : c == '#' ? '\x1d' : c;
+    return text;
+}
+
+const std::string kBib = Marc("00071nam a2200049 i 4500001000700000245001400007^ocm123^10$aMoby Dick^#");
+const MarcFields kBibFields = {{"001", Marc("ocm123^")}, {"245", Marc("10$aMoby Dick^")}};
+
+TEST_F(RenderTest, OpacHoldingsBecome937Fields)
+{
+    const Holdings qa76 = {{"QA76", "", "2"}, {}};
+    const struct {
+        std::vector<Holdings> holdings;
+        std::vector<std::string> added;
+    } cases[] = {
+        {{}, {}},
+        {{qa76}, {"  $aQA76$c2^"}},
+        {{{{"PS3"}, {{{"2024", "", "item1"}, {1}}, {{}, {0, 5, -1}}}}},
+         {"  $r2024$titem1$x1$y0$z0$aPS3^", "  $x0$y1$z1$aPS3^"}},
+        {{{{}, {Copy{}}}}, {"  $x0$y0$z0^"}},
+        {{{{"skipped"}, {}, true}, qa76, Holdings{}}, {"  $aQA76$c2^"}},
+        {{{{"A, \"b\"\nc"}, {}}}, {"  $aA, \"b\"\nc^"}},
+    };
+    for (const auto &c : cases) {
+        std::string out = RenderedLine(RenderOpacRecord, Opac(kBib, c.holdings)).at(2);
+        MarcFields expected = kBibFields;
+        for (const std::string &field : c.added)
+            expected.emplace_back("937", Marc(field));
+        EXPECT_EQ(ReadMarc(out), expected);
+        EXPECT_EQ(out.substr(5, 7) + out.substr(17, 7), "nam a22 i 4500");
+    }
+    // QA76 in numbers: 12 characters starting after the old 21; the record
+    // grows by 24 and the base address by 12.
+    EXPECT_EQ(RenderedLine(RenderOpacRecord, Opac(kBib, {qa76})).at(2).substr(0, 61),
+              Marc("00095nam a2200061 i 4500001000700000245001400007937001200021^"));
+}
+
+TEST_F(RenderTest, OpacRecordsThatCannotBeExtended)
+{
+    const Holdings qa76 = {{"QA76"}, {}};
+    DbvExternal *no_bib = Opac(kBib, {qa76});
+    DbvFreeExternal(Value(no_bib).psOpacRecord->psBibliographicRecord);
+    Value(no_bib).psOpacRecord->psBibliographicRecord = nullptr;
+    const std::string swapped = kBib.substr(0, 40) + Marc("#") + kBib.substr(40);
+    const struct {
+        DbvExternal *record;
+        Line line;
+    } cases[] = {
+        {no_bib, {"1", "1", "Invalid OPAC record data"}},
+        {Single(AT_OpacRecord), {"1", "1", "Invalid OPAC record data"}},
+        {Sutrs("x"), {"1", "1", "Invalid OPAC record data"}},
+        {Opac(Marc("no record end^"), {qa76}), {"1", "0", Marc("no record end^")}},
+        {Opac(Marc("short^#"), {qa76}), {"1", "0", Marc("short^#")}},
+        {Opac(swapped, {qa76}), {"1", "0", swapped}},
+        {Opac(kBib.substr(0, 60) + '\0' + kBib.substr(60), {qa76}), {"1", "0", kBib.substr(0, 60)}},
+    };
+    for (const auto &c : cases)
+        EXPECT_EQ(RenderedLine(RenderOpacRecord, c.record), c.line);
+    // A field over 9,999 characters is written whole, with a five-digit length.
+    std::string out = RenderedLine(RenderOpacRecord, Opac(kBib, {{{std::string(12000, 'n')}, {}}})).at(2);
+    EXPECT_EQ(out.substr(48, 13), "9371200500021");
+    EXPECT_EQ(out.substr(out.size() - 12003), "a" + std::string(12000, 'n') + Marc("^#"));
+}
+
+TEST_F(RenderTest, RandomHoldingsGiveConsistentRecords)
+{
+    std::mt19937 random(2709);
+    auto number = [&random](int below) { return static_cast<int>(random() % below); };
+    auto text = [&](size_t length) {
+        std::string s;
+        while (s.size() < length)
+            s += static_cast<char>(' ' + number(95)); // commas and quotes too
+        return s;
+    };
+    auto texts = [&](int most) {
+        std::vector<std::string> list(number(most + 1));
+        for (std::string &s : list)
+            s = text(number(4)); // empty ones too
+        return list;
+    };
+    for (int round = 0; round < 60; ++round) {
+        MarcFields expected = kBibFields;
+        std::vector<Holdings> holdings(number(4));
+        for (Holdings &h : holdings) {
+            h.marc = number(6) == 0;
+            h.texts = texts(17);
+            h.copies.resize(number(3) ? number(4) : 15);
+            if (!h.texts.empty() && h.copies.size() < 5 && number(3) == 0) // over the 2000-byte field buffer
+                h.texts[0] = text(2000 + number(1500));
+            for (Copy &copy : h.copies)
+                copy = {texts(7), {number(3) - 1, number(3) - 1, number(3) - 1}};
+            AddExpectedFields(h, expected);
+        }
+        std::string out = RenderedLine(RenderOpacRecord, Opac(kBib, holdings)).at(2);
+        EXPECT_EQ(ReadMarc(out), expected) << "round " << round;
+    }
+}
+
+// ---- GRS-1 records ----
+
+DbvElementData Data(int kind)
+{
+    DbvElementData data{};
+    data.eElementDataType = kind;
+    return data;
+}
+DbvElementData String(const std::string &text)
+{
+    DbvElementData data = Data(ED_String);
+    data.uElementData.psString = Octets(text);
+    return data;
+}
+DbvElementData Number(uint32_t value)
+{
+    DbvElementData data = Data(ED_Numeric);
+    data.uElementData.ulNumeric = value;
+    return data;
+}
+DbvElementData Subtree(std::initializer_list<DbvTaggedElement *> children)
+{
+    DbvElementData data = Data(ED_Subtree);
+    data.uElementData.ppsSubtree = List(children);
+    return data;
+}
+
+// An element with a numeric or a string tag; a negative tag type is left absent.
+DbvTaggedElement *Tagged(long type, std::variant<uint32_t, const char *> tag, DbvElementData content)
+{
+    DbvTaggedElement *element = New<DbvTaggedElement>();
+    if (type >= 0)
+        *(element->pulTagType = New<uint32_t>()) = static_cast<uint32_t>(type);
+    element->sTagValue.eStringOrNumeric = tag.index() ? SON_String : SON_Numeric;
+    if (tag.index())
+        element->sTagValue.uStringOrNumeric.psString = Octets(std::get<1>(tag));
+    else
+        element->sTagValue.uStringOrNumeric.ulNumeric = std::get<0>(tag);
+    element->sContent = content;
+    return element;
+}
+
+DbvExternal *Generic(std::initializer_list<DbvTaggedElement *> elements)
+{
+    DbvExternal *record = Single(AT_GenericRecord);
+    Value(record).psGenericRecord = List(elements);
+    return record;
+}
+
+DbvExternal *EveryKind()
+{
+    DbvElementData date = Data(ED_Date), oid = Data(ED_Oid), octets = Data(ED_Octets);
+    date.uElementData.pcDate = Text("2024");
+    oid.uElementData.pcOid = Text("1.2.3");
+    octets.uElementData.psOctets = Octets(std::string("oct\0ets", 7));
+    return Generic({Tagged(3, "D", date), Tagged(3, "O", oid), Tagged(3, "B", octets), Tagged(3, "E", Data(ED_Ext)),
+                    Tagged(3, "I", Data(ED_IntUnit)), Tagged(3, "N", Data(ED_ElementNotThere)),
+                    Tagged(3, "M", Data(ED_ElementEmpty)), Tagged(3, "R", Data(ED_NoDataRequested)),
+                    Tagged(3, "G", Data(ED_Diagnostic)), Tagged(3, "U", Data(99)), Tagged(3, "S", String(""))});
+}
+
+TEST_F(RenderTest, GenericRecords)
+{
+    // A line without a name keeps the name and flag of the line before.
+    std::ofstream("grsbrief.tbl") << "2 1 Title True\n2 2 \"Hidden\" False\n# comment\n2 3 \"Count\" True\n"
+                                     "4 5 \"Nest\" True\n2 6\n2 1 \"Second\" True\n";
+    const struct {
+        DbvExternal *record;
+        const char *status;
+        const char *text;
+    } cases[] = {
+        {Generic({Tagged(2, 1u, String("Kim"))}), "0", "<B>Title:</B>   Kim<BR>"},
+        {Generic({Tagged(2, 2u, String("Kim")), Tagged(2, 9u, String("x"))}), "1", "Invalid GENERIC record data"},
+        {Generic({Tagged(2, 3u, Number(42)), Tagged(2, 3u, Number(123456))}), "0",
+         "<B>Count:</B>   42   <BR><B>Count:</B>   123456<BR>"},
+        {Generic({Tagged(2, 6u, Data(ED_TrueOrFalse))}), "0", "<B>Nest:</B>   True<BR>"},
+        {Generic({Tagged(2, 99u, Subtree({Tagged(2, 1u, String("Kim"))}))}), "0", "<B>Title:</B>   Kim<BR>"},
+        {Generic({Tagged(4, 5u, Subtree({Tagged(3, "Author", String("Melville"))}))}), "0",
+         "<B></B><B>Author:</B>   Melville<BR>"},
+        {Generic({Tagged(-1, 1u, Subtree({Tagged(2, 1u, String("Kim"))})), Tagged(7, 1u, Number(1))}), "0",
+         "Badly formed generic record - report b Badly formed generic record - report b "},
+        {Generic({Tagged(3, 1u, String("numeric")), Tagged(2, "Title", String("string"))}), "1",
+         "Invalid GENERIC record data"},
+        {Generic({Tagged(3, "Lines", String("a\nb\rc"))}), "0", "<B>Lines:</B>   a b c<BR>"},
+        {Single(AT_GenericRecord), "0", "Badly formed generic record - report a "},
+        {Sutrs("x"), "0", "Badly formed generic record - report a "},
+        {EveryKind(), "0",
+         "<B>D:</B>   2024<BR><B>O:</B>   1.2.3<BR><B>B:</B>   oct<BR><B>E:</B>   EDT_Ext<BR>"
+         "<B>I:</B>   EDT_IntUnit<BR><B>N:</B>   (data not provided)<BR><B>M:</B>   (data not provided)<BR>"
+         "<B>R:</B>   (data not provided)<BR><B>G:</B>   (diagnostic provided)<BR><B>U:</B>   <B>S:</B>   "},
+        // Without the table (from here on) only string tags are shown.
+        {nullptr, nullptr, nullptr},
+        {Generic({Tagged(2, 1u, Subtree({Tagged(3, "Author", String("Melville"))}))}), "0",
+         "<B>Author:</B>   Melville<BR>"},
+    };
+    for (const auto &c : cases) {
+        if (c.record)
+            EXPECT_EQ(RenderedLine(RenderGenericRecord, c.record), (Line{"1", c.status, c.text}));
+        else
+            fs::remove("grsbrief.tbl");
+    }
+}
+
+} // namespace
