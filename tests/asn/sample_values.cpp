@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <cstring>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -37,34 +38,60 @@ void MakeOid(AsnOid *v, const char *dotted)
     ASN_MakeOid(dotted, v);
 }
 
-const SampleOpenType *ChooseOpenType(AsnSampler *s, bool oids)
-{
-    static const std::vector<const SampleOpenType *> byOid = SampleOpenTypes(true), byInt = SampleOpenTypes(false);
-    const std::vector<const SampleOpenType *> &types = oids ? byOid : byInt;
-    if (SampleWanted(s))
-        return types[s->turn++ % types.size()];
-    for (const SampleOpenType *t : types)
-        if (!oids || std::strcmp(t->oid, kShallowOid) == 0)
-            return t;
-    return types[0];
-}
-
-} // namespace
-
-std::vector<const SampleOpenType *> SampleOpenTypes(bool byOid)
-{
-    std::vector<const SampleOpenType *> result;
-    for (size_t i = 0; i < kSampleOpenTypeCount; i++)
-        if ((kSampleOpenTypes[i].oid != nullptr) == byOid)
-            result.push_back(&kSampleOpenTypes[i]);
-    return result;
-}
-
 void SampleOpenValue(AsnSampler *s, AsnAny *v, const SampleOpenType *type)
 {
     SampleScope scope(s);
     v->value = SampleAlloc(s, v->ai->size);
     type->fill(s, v->value);
+}
+
+// An open type keyed by identifier (oids) or by integer: by turn, or once
+// the sampler is deep the plain-text record syntax (the first integer key).
+const SampleOpenType *ChooseOpenType(AsnSampler *s, bool oids)
+{
+    std::vector<const SampleOpenType *> types;
+    for (size_t i = 0; i < kSampleOpenTypeCount; i++) {
+        const char *oid = kSampleOpenTypes[i].oid;
+        if ((oid != nullptr) == oids && (SampleWanted(s) || !oids || std::strcmp(oid, kShallowOid) == 0))
+            types.push_back(&kSampleOpenTypes[i]);
+    }
+    return types[SampleWanted(s) ? s->turn++ % types.size() : 0];
+}
+
+} // namespace
+
+AsnAny *SampleAny(const SampleOpenType *type, uint32_t seed)
+{
+    RegisterCodecTypes();
+    AsnSampler sampler = {seed, 0, 0, seed};
+    auto *any = SampleNew<AsnAny>(&sampler);
+    if (type->oid) {
+        AsnOid oid = {0, nullptr};
+        ASN_MakeOid(type->oid, &oid);
+        ASN_SetAnyTypeByOid(any, &oid);
+        ASN_FreeOcts(&oid);
+    } else {
+        ASN_SetAnyTypeByInt(any, type->intId);
+    }
+    SampleOpenValue(&sampler, any, type);
+    return any;
+}
+
+const SampleType &FindSampleType(const char *module, const char *name)
+{
+    for (size_t i = 0; i < kSampleTypeCount; i++)
+        if (std::strcmp(kSampleTypes[i].module, module) == 0 && std::strcmp(kSampleTypes[i].name, name) == 0)
+            return kSampleTypes[i];
+    throw std::out_of_range(name);
+}
+
+void *SampleValue(const SampleType &type, uint32_t seed)
+{
+    RegisterCodecTypes();
+    AsnSampler sampler = {seed, 0, 0, seed};
+    void *value = MemAlloc(type.size);
+    type.fill(&sampler, value);
+    return value;
 }
 
 bool SampleWanted(const AsnSampler *s)
@@ -127,8 +154,9 @@ void SampleBits(AsnSampler *s, AsnBits *v)
 
 void SampleOpen(AsnSampler *s, AsnOcts *v)
 {
-    static const std::string values[] = {std::string("\x04\x03" "abc", 5),
-                                         std::string("\x30\x03\x02\x01\x05", 5)};
+    // EXTERNALs { 1.2.3, octet-aligned "x" or "xyz" }: the DBV side reads some open values as Externals.
+    static const std::string values[] = {std::string("\x28\x07\x06\x02\x2a\x03\x81\x01x", 9),
+                                         std::string("\x28\x09\x06\x02\x2a\x03\x81\x03xyz", 11)};
     SetOcts(s, v, Pick(s, values));
 }
 

@@ -1,24 +1,22 @@
-// Sample values for the round-trip tests. The generated Sample<Type>
-// routines (asn_samples.cpp) fill every component of a value through these
-// helpers. Beyond the sampler's depth or allocation budget, optional
-// components stay absent, lists stay empty and each CHOICE takes the
-// alternative that ends the nesting soonest; before that, each CHOICE takes
-// the alternative the seed selects, so seeds 0 .. kSampleSeeds - 1 reach
-// every alternative.
+// The one filler of the tests: sample values of every generated type. The
+// generated Sample<Type> routines (asn_samples.cpp) fill every component
+// through these helpers, each CHOICE taking the alternative the seed
+// selects (seeds 0 .. kSampleSeeds - 1 reach all); beyond the depth or the
+// allocation budget optional components stay absent, lists empty, and each
+// CHOICE takes the alternative that ends the nesting soonest.
 #ifndef KESTRA_TESTS_ASN_SAMPLE_VALUES_H
 #define KESTRA_TESTS_ASN_SAMPLE_VALUES_H
 
 #include <cstddef>
 #include <cstdint>
-#include <vector>
 
 #include "asn/asn_external.h"
 
 struct AsnSampler {
     uint32_t seed;
     int depth;
-    uint32_t made;  // allocations so far, against the budget
-    uint32_t turn;  // varies the primitive values
+    uint32_t made; // allocations so far, against the budget
+    uint32_t turn; // varies the primitive values
 };
 
 bool SampleWanted(const AsnSampler *s);
@@ -69,8 +67,7 @@ SampleType SampleEntry(const char *module, const char *name)
             [](void *v) { Free(static_cast<T *>(v)); }};
 }
 
-// The registered open types: identifier text, or the integer key when oid
-// is null.
+// The registered open types: identifier, or integer key when oid is null.
 struct SampleOpenType {
     const char *oid;
     AsnInt intId;
@@ -82,10 +79,12 @@ template <typename T, void (*Fill)(AsnSampler *, T *)> void SampleFill(AsnSample
     Fill(s, static_cast<T *>(v));
 }
 
-// Those keyed by identifier (byOid) or those keyed by integer.
-std::vector<const SampleOpenType *> SampleOpenTypes(bool byOid);
-// Fills the value of v, whose registry entry (v->ai) is that of type.
-void SampleOpenValue(AsnSampler *s, AsnAny *v, const SampleOpenType *type);
+// A new value of the open type under its key, filled from seed.
+AsnAny *SampleAny(const SampleOpenType *type, uint32_t seed);
+// The type of that module and name (the codec's types registered first).
+const SampleType &FindSampleType(const char *module, const char *name);
+// A new value of type filled from seed.
+void *SampleValue(const SampleType &type, uint32_t seed);
 
 extern const SampleType kSampleTypes[];
 extern const size_t kSampleTypeCount;

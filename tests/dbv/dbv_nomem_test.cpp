@@ -9,7 +9,7 @@
 #include <gtest/gtest.h>
 
 #include "dbv_convert.h"
-#include "tests/asn/builders.h"
+#include "asn/asn_pdu.h"
 #include "tests/dbv/dbv_testkit.h"
 
 namespace {
@@ -78,11 +78,11 @@ long ExpectCleanFailures(const std::function<bool()> &step)
 
 TEST(DbvNoMemory, ConvertersAndCopyFailCleanly)
 {
-    for (int type : {DPT_SearchRequest, DPT_PresentResponse, DPT_ScanResponse, DPT_InitRequest}) {
-        SCOPED_TRACE(type);
-        DbvPdu *pdu = FilledPdu(type, 3);
+    for (uint32_t alternative : {PDU_searchRequest, PDU_presentResponse, PDU_scanResponse, PDU_initRequest}) {
+        SCOPED_TRACE(alternative);
+        DbvPdu *pdu = SampledPdu(alternative + 2 * ASN_PDU_UNKNOWN);
         PDU *asn = nullptr;
-        ASSERT_EQ(DbvPduToAsn(pdu, &asn), DBV_CONVERT_OK); // registers the codec's types once
+        ASSERT_EQ(DbvPduToAsn(pdu, &asn), DBV_CONVERT_OK);
 
         EXPECT_GT(ExpectCleanFailures([&] {
             PDU *out = reinterpret_cast<PDU *>(1);

@@ -132,6 +132,18 @@ def start_all():
             'pids': [p.pid for p in procs]}
 
 
+def start_zebra_alone():
+    """Starts Zebra alone (for tools/run-example.sh); the state has the same
+    shape as start_all's, without the "ztest" entry."""
+    workdir = tempfile.mkdtemp(prefix='kestra-peers-')
+    try:
+        zebra, zebra_port = start_zebra(workdir)
+    except Exception:
+        shutil.rmtree(workdir, ignore_errors=True)
+        raise
+    return {'dir': workdir, 'zebra': ['127.0.0.1', zebra_port], 'pids': [zebra.pid]}
+
+
 def stop_all(state):
     for pid in state['pids']:
         with contextlib.suppress(ProcessLookupError):
