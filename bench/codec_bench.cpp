@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "asn/asn_pdu.h"
-#include "tests/asn/builders.h"
+#include "tests/dbv/dbv_testkit.h"
 #include "ui/mem.h"
 
 namespace {

@@ -72,7 +72,7 @@ build_programs > "$work/build.log" 2>&1 || { cat "$work/build.log" >&2; exit 2; 
 if [ -z "$server" ]; then
   echo "run-example: starting a local Zebra with the MARC21 example records" >&2
   python3 -c 'import sys; sys.path.insert(0, sys.argv[1]); import peers
-sys.exit(peers.main(sys.argv[2:], start=peers.start_zebra_alone))' \
+sys.exit(peers.main(sys.argv[2:], start=lambda: peers.start_all(("zebra",))))' \
     "$root/tests/peers" start "$work/zebra.json"
   server=127.0.0.1
   port=$(python3 -c 'import json, sys; print(json.load(open(sys.argv[1]))["zebra"][1])' "$work/zebra.json")

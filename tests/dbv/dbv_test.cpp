@@ -1,4 +1,4 @@
-// The DBV model: its structures from C, the tree comparison (the round
+// The DBV model (used from C by kestra-fetch): the tree comparison (the round
 // trips rely on it), the trace printer's rules, the converters where no
 // sampled value goes (private and SQL queries), and the PDUs of real
 // targets through the codec and DBV. (Round trips: tests/asn/codec_test.cpp;
@@ -14,14 +14,7 @@
 #include "dbv_convert.h"
 #include "tests/dbv/dbv_testkit.h"
 
-extern "C" int DbvCopyFromC(void);
-
 namespace {
-
-TEST(DbvModel, UsableFromC)
-{
-    EXPECT_EQ(DbvCopyFromC(), 1);
-}
 
 TEST(DbvTree, EqualityNoticesEveryKindOfField)
 {

@@ -115,33 +115,20 @@ def start_zebra(workdir):
     return launch('zebra', ['zebrasrv-2.0', '-c', cfg], zdir, workdir)
 
 
-def start_all():
-    """Starts both peers; returns the state: ports, pids and the work dir."""
+def start_all(names=('ztest', 'zebra')):
+    """Starts the peers named (tools/run-example.sh: Zebra alone); returns
+    the state: their ports, their pids and the work dir."""
     workdir = tempfile.mkdtemp(prefix='kestra-peers-')
-    procs = []
+    state = {'dir': workdir, 'pids': []}
     try:
-        ztest, ztest_port = start_ztest(workdir)
-        procs.append(ztest)
-        zebra, zebra_port = start_zebra(workdir)
-        procs.append(zebra)
+        for name in names:
+            proc, port = (start_ztest if name == 'ztest' else start_zebra)(workdir)
+            state['pids'].append(proc.pid)
+            state[name] = ['127.0.0.1', port]
     except Exception:
-        for p in procs:
-            p.terminate()
+        stop_all(state)
         raise
-    return {'dir': workdir, 'ztest': ['127.0.0.1', ztest_port], 'zebra': ['127.0.0.1', zebra_port],
-            'pids': [p.pid for p in procs]}
-
-
-def start_zebra_alone():
-    """Starts Zebra alone (for tools/run-example.sh); the state has the same
-    shape as start_all's, without the "ztest" entry."""
-    workdir = tempfile.mkdtemp(prefix='kestra-peers-')
-    try:
-        zebra, zebra_port = start_zebra(workdir)
-    except Exception:
-        shutil.rmtree(workdir, ignore_errors=True)
-        raise
-    return {'dir': workdir, 'zebra': ['127.0.0.1', zebra_port], 'pids': [zebra.pid]}
+    return state
 
 
 def stop_all(state):

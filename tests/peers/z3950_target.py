@@ -20,14 +20,30 @@ client leaves. A connection without a script is closed at once.
 Tags follow the published Z39.50-1995 APDU and record syntax definitions
 (asn/modules/); the record values (OPAC, Summary, GRS-1, SUTRS as a plain
 string) travel in external() and retrieval_record().
+
+For the toolkit's own tests, which speak no Z39.50 to it, the same module
+runs a replaying target in a process of its own, and names a port that
+refuses connections:
+
+    z3950_target.py start STATE_FILE   start it, write both ports as JSON, exit
+    z3950_target.py stop STATE_FILE    stop it
+
+A client's first two lines, "MODE SEGMENT DELAY_MS" and "HEX", have it send
+the octets of HEX back in segments of SEGMENT octets, DELAY_MS apart, then
+keep the connection until the client closes it (MODE "keep") or close it
+(MODE "close").
 """
 
 import collections
+import os
 import socket
+import subprocess
+import sys
+import tempfile
 import threading
 import time
 
-UNIVERSAL, APPLICATION, CONTEXT, PRIVATE = 0, 1, 2, 3
+CONTEXT = 2
 
 Tag = collections.namedtuple("Tag", "cls number")
 
@@ -50,17 +66,21 @@ GENERALIZED_TIME = Tag(0, 24)
 # ---------------------------------------------------------------- encoding
 
 
+def base128(number):
+    """A number in groups of seven bits, high first, all but the last with bit 8 set."""
+    groups = [number & 0x7F]
+    while number >> 7:
+        number >>= 7
+        groups.append(0x80 | number & 0x7F)
+    return bytes(groups[::-1])
+
+
 def identifier(tag, constructed):
     """The identifier octets of a tag of any class and number."""
     first = tag.cls << 6 | (0x20 if constructed else 0)
     if tag.number < 31:
         return bytes([first | tag.number])
-    groups = [tag.number & 0x7F]
-    number = tag.number >> 7
-    while number:
-        groups.append(0x80 | number & 0x7F)
-        number >>= 7
-    return bytes([first | 31] + groups[::-1])
+    return bytes([first | 31]) + base128(tag.number)
 
 
 def definite_length(count):
@@ -106,15 +126,7 @@ def bits(text, tag=BIT_STRING):
 
 def oid(dotted, tag=OID):
     arcs = [int(arc) for arc in dotted.split(".")]
-    body = bytearray()
-    for arc in [arcs[0] * 40 + arcs[1]] + arcs[2:]:
-        groups = [arc & 0x7F]
-        arc >>= 7
-        while arc:
-            groups.append(0x80 | arc & 0x7F)
-            arc >>= 7
-        body += bytes(groups[::-1])
-    return tlv(tag, bytes(body))
+    return tlv(tag, b"".join(base128(arc) for arc in [arcs[0] * 40 + arcs[1]] + arcs[2:]))
 
 
 def null(tag=NULL):
@@ -203,9 +215,8 @@ def element_end(data, offset=0):
 class Element:
     """One decoded BER element: tag, constructed, content octets, children (constructed only)."""
 
-    def __init__(self, tag, constructed, content, children, encoded):
-        self.tag, self.constructed, self.content = tag, constructed, content
-        self.children, self.encoded = children, encoded
+    def __init__(self, tag, constructed, content, children):
+        self.tag, self.constructed, self.content, self.children = tag, constructed, content, children
 
     def find(self, *path):
         """The element reached by taking, for each tag of path, the first child
@@ -217,11 +228,6 @@ class Element:
             if element is None:
                 return None
         return element
-
-    def all(self, tag):
-        """Every child with the tag."""
-        tag = ctx(tag) if isinstance(tag, int) else tag
-        return [child for child in self.children or [] if child.tag == tag]
 
     @property
     def integer(self):
@@ -253,12 +259,6 @@ class Element:
         first = min(arcs[0] // 40, 2)
         return ".".join(str(arc) for arc in [first, arcs[0] - 40 * first] + arcs[1:])
 
-    def __repr__(self):
-        kind = "[%s %d]" % ("UACP"[self.tag.cls], self.tag.number)
-        if self.constructed:
-            return "%s{%s}" % (kind, ", ".join(repr(child) for child in self.children))
-        return "%s%s" % (kind, self.content.hex())
-
 
 def decode_at(data, offset):
     """(element, end) for the element at offset."""
@@ -270,13 +270,13 @@ def decode_at(data, offset):
     if end is None:
         raise DecodeError("truncated element at %d" % offset)
     if not constructed:
-        return Element(tag, False, data[start:end], None, data[offset:end]), end
+        return Element(tag, False, data[start:end], None), end
     children, position = [], start
     content_end = end - 2 if length is None else end
     while position < content_end:
         child, position = decode_at(data, position)
         children.append(child)
-    return Element(tag, True, data[start:content_end], children, data[offset:end]), end
+    return Element(tag, True, data[start:content_end], children), end
 
 
 def decode(data):
@@ -639,3 +639,65 @@ def closed_port(host="127.0.0.1"):
     with socket.socket() as probe:
         probe.bind((host, 0))
         return probe.getsockname()[1]
+
+
+def replay(conn):
+    """Plays one connection of the replaying target."""
+    with conn:
+        data = b""
+        while data.count(b"\n") < 2:
+            chunk = conn.recv(65536)
+            if not chunk:
+                return
+            data += chunk
+        head, octets = data.split(b"\n")[:2]
+        mode, segment, delay = head.decode().split()
+        segment, delay, octets = max(1, int(segment)), int(delay) / 1000.0, bytes.fromhex(octets.decode())
+        conn.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
+        for start in range(0, len(octets), segment):
+            conn.sendall(octets[start:start + segment])
+            if delay and start + segment < len(octets):
+                time.sleep(delay)
+        # "close" takes what the client sent meanwhile first: unread octets
+        # would turn the close into a reset.
+        conn.settimeout(None if mode == "keep" else 0.3)
+        try:
+            while conn.recv(65536):
+                pass
+        except socket.timeout:
+            pass
+
+
+def serve_replays(listener):
+    while True:
+        conn, _ = listener.accept()
+        threading.Thread(target=replay, args=(conn,), daemon=True).start()
+
+
+def start_replaying_target():
+    """Starts the replaying target; the state: its port, the refused port, its pid and work dir."""
+    import peers
+    workdir = tempfile.mkdtemp(prefix="kestra-scripted-")
+    port = peers.free_port()
+    target = subprocess.Popen([sys.executable, os.path.abspath(__file__), "serve", str(port)],
+                              stdout=open(os.path.join(workdir, "scripted.log"), "w"), stderr=subprocess.STDOUT,
+                              stdin=subprocess.DEVNULL, start_new_session=True)
+    state = {"dir": workdir, "pids": [target.pid]}
+    try:
+        peers.wait_listening(port, target)
+    except peers.PeerError:
+        peers.stop_all(state)
+        raise
+    return dict(state, scripted=["127.0.0.1", port], refused=["127.0.0.1", closed_port()])
+
+
+if __name__ == "__main__":
+    sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
+    if sys.argv[1:2] == ["serve"]:
+        listener = socket.socket()
+        listener.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
+        listener.bind(("127.0.0.1", int(sys.argv[2])))
+        listener.listen(128)
+        serve_replays(listener)
+    import peers
+    sys.exit(peers.main(sys.argv[1:], start_replaying_target, __doc__))

@@ -1,5 +1,5 @@
-// The transport and the toolkit's API against the scripted test target
-// (tests/peers/scripted_target.py; KESTRA_TARGETS_STATE names its ports),
+// The transport and the toolkit's API against the replaying test target
+// (tests/peers/z3950_target.py; KESTRA_TARGETS_STATE names its ports),
 // which sends back the octets each test writes for it, in segments, then
 // keeps quiet or closes. What only the API shows: PDUs split or two in one
 // segment, an absurd length, each kind of arrival with its event, state

@@ -55,37 +55,3 @@ int Abort(DbvAssocId id)
     SIFreeError(error);
     return result;
 }
-
-DbvReceivedPdu *Await(DbvAssocId id, int32_t wait, std::string *failure)
-{
-    DbvReceivedPdu *pdu = nullptr;
-    SIError *error = nullptr;
-    if (ReceiveDataOrigin(id, wait, &pdu, &error) != SI_OK) {
-        *failure = error && error->pcDiagnostics ? error->pcDiagnostics : "receive failed";
-        DbvFreeReceivedPdu(pdu);
-        pdu = nullptr;
-    } else if (!pdu) {
-        *failure = "no answer in time";
-    }
-    SIFreeError(error);
-    return pdu;
-}
-
-DbvAssocId OpenSearched(int port, const char *database, const char *term, uint32_t messageSize, std::string *failure)
-{
-    DbvAssocId id = OpenAssociation(port);
-    *failure = id < 0 ? "cannot connect" : "";
-    bool ok = id >= 0 && Send(DBVInitializeRequest, id, &DbvDesc_InitializeReq, MakeInitializeReq(messageSize), failure) == SI_OK;
-    DbvReceivedPdu *init = ok ? Await(id, 30, failure) : nullptr;
-    ok = init && init->ePduType == RPT_InitializeRsp &&
-         Send(DBVSearchRequest, id, &DbvDesc_SearchReq, MakeSearchReq(database, term, 1016), failure) == SI_OK;
-    DbvReceivedPdu *search = ok ? Await(id, 30, failure) : nullptr;
-    ok = search && search->ePduType == RPT_SearchRsp && search->uPdu.psSearchRsp->fSearchStatus;
-    if (!ok && failure->empty())
-        *failure = "the session was refused or the search failed";
-    DbvFreeReceivedPdu(init);
-    DbvFreeReceivedPdu(search);
-    if (!ok && id >= 0)
-        Abort(id);
-    return ok ? id : -1;
-}

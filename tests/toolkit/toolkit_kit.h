@@ -1,5 +1,5 @@
 // Sessions through the toolkit's API for the tests and the benchmark: the
-// peers' ports, the scripted target, sending and the wait for an answer.
+// peers' ports, the scripted target and sending.
 #ifndef KESTRA_TESTS_TOOLKIT_TOOLKIT_KIT_H
 #define KESTRA_TESTS_TOOLKIT_TOOLKIT_KIT_H
 
@@ -21,8 +21,6 @@ DbvAssocId OpenScripted(const char *mode, const std::vector<unsigned char> &octe
                         int delayMs = 0);
 // DbvAbortRequest, its error freed.
 int Abort(DbvAssocId id);
-// The next PDU within the wait, or NULL with the reason in *failure.
-DbvReceivedPdu *Await(DbvAssocId id, int32_t wait, std::string *failure);
 
 // Sends a request and frees it; the call's result (its error text in *text).
 template <typename Request>
@@ -37,9 +35,5 @@ int Send(int (*call)(DbvAssocId, const Request *, SIError **), DbvAssocId id, co
     DbvFreeTree(type, request);
     return result;
 }
-
-// Opens and initializes a session with the peer, then searches it (use
-// attribute 1016); the association, or -1 with the reason in *failure.
-DbvAssocId OpenSearched(int port, const char *database, const char *term, uint32_t messageSize, std::string *failure);
 
 #endif
