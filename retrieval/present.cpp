@@ -102,12 +102,7 @@ bool SendPresentRequest()
     names->uElementSet.psGeneric = dbv::Octets(ElementSetName());
     if (const char *syntax = PreferredSyntax())
         request->pcPreferredRecordSyntax = dbv::Text(syntax);
-    SIError *error = nullptr;
-    bool sent = DBVPresentRequest(g_session.association, request.get(), &error) == SI_OK;
-    if (!sent)
-        SetStatus(3000, ErrorNumber(error), "Present Request Error - Invalid parameter");
-    SIFreeError(error);
-    return sent;
+    return SendRequest(DBVPresentRequest, request.get(), 3000, "Present Request Error - Invalid parameter");
 }
 
 // A record that arrives as octets: the text as received (an ISO 2709 record

@@ -94,12 +94,7 @@ bool SendScanRequest(const ScanKeys &keys, uint32_t step_size)
     request->pulPreferredPositionInResponse = dbv::New<uint32_t>();
     *request->pulPreferredPositionInResponse =
         AtLeastOne(keys.preferred_position < keys.records ? keys.preferred_position : keys.records);
-    SIError *error = nullptr;
-    bool sent = DBVScanRequest(g_session.association, request.get(), &error) == SI_OK;
-    if (!sent)
-        SetStatus(2000, ErrorNumber(error), "Scan Request Error - Invalid parameter");
-    SIFreeError(error);
-    return sent;
+    return SendRequest(DBVScanRequest, request.get(), 2000, "Scan Request Error - Invalid parameter");
 }
 
 // The text of a term: the octets of a general or character-string term.

@@ -20,15 +20,8 @@ bool SendSearchRequest()
     request->ulMediumSetPresentNumber = 0;
     request->fReplaceIndicator = DBV_TRUE;
     request->sResultSetName = dbv::InlineOctets("default");
-    bool sent = FormulateQuery(request.get());
-    if (sent) {
-        SIError *error = nullptr;
-        sent = DBVSearchRequest(g_session.association, request.get(), &error) == SI_OK;
-        if (!sent)
-            SetStatus(2000, ErrorNumber(error), "Search Request Error - Invalid parameter");
-        SIFreeError(error);
-    }
-    return sent;
+    return FormulateQuery(request.get()) &&
+           SendRequest(DBVSearchRequest, request.get(), 2000, "Search Request Error - Invalid parameter");
 }
 
 bool ReceiveSearchResponse()

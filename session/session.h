@@ -8,6 +8,7 @@
 #include <string>
 
 #include "dbv/dbvproto.h"
+#include "service/service.h"
 
 struct SessionValues {
     DbvAssocId association = -1; // -1: no association
@@ -47,5 +48,20 @@ DbvReceivedPdu *AwaitAnswer(int expected_type, long failure_code, const char *fa
 // The number that reports a toolkit error; when the error says the
 // association is lost, the session's association is dropped too.
 long ErrorNumber(const SIError *error);
+
+// Sends a request of the session through the toolkit's call: true when it
+// went out, else false with failure_code, failure_text and the toolkit's
+// error number as the status.
+template <typename Request>
+bool SendRequest(int (*call)(DbvAssocId, const Request *, SIError **), const Request *request, long failure_code,
+                 const char *failure_text)
+{
+    SIError *error = nullptr;
+    bool sent = call(g_session.association, request, &error) == SI_OK;
+    if (!sent)
+        SetStatus(failure_code, ErrorNumber(error), failure_text);
+    SIFreeError(error);
+    return sent;
+}
 
 #endif
