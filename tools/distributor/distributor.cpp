@@ -381,6 +381,8 @@ std::string WriteRequestFile(const std::vector<std::string> &lines)
     return path;
 }
 
+// Sends MSG_SUBMIT_REQUEST: the client's answer (1 accepted, 0 refused), or
+// -1 when the message did not reach the client's window.
 intptr_t SubmitLines(int code)
 {
     intptr_t lparam = static_cast<intptr_t>((static_cast<uint32_t>(g_distributor.options.instance) << 16) |
@@ -388,7 +390,7 @@ intptr_t SubmitLines(int code)
     intptr_t stored = 0;
     if (!SendToWindow(g_distributor.client, MSG_SUBMIT_REQUEST, static_cast<uintptr_t>(g_distributor.own_window),
                       lparam, g_distributor.options.timeout_ms, &stored))
-        Fail("the client does not answer MSG_SUBMIT_REQUEST");
+        return -1;
     return stored;
 }
 
@@ -409,7 +411,10 @@ void RunRequestText(const std::string &text)
     std::string path = WriteRequestFile(lines);
     if (ClientEnded())
         Fail("the client has ended");
-    if (SubmitLines(code) == 1) {
+    intptr_t answer = SubmitLines(code);
+    if (answer < 0)
+        Fail("the client does not answer MSG_SUBMIT_REQUEST");
+    if (answer == 1) {
         PostToWindow(g_distributor.client, MSG_PROCESS_REQUESTS, 0, 0);
         FollowRequests(lines, expected);
     } else {
@@ -478,10 +483,17 @@ void AwaitClientEnd(const char *failure)
 void EndClient()
 {
     if (!ClientGone()) {
-        if (SubmitLines(8) != 1)
+        intptr_t answer = SubmitLines(8);
+        // Unanswered with its window gone, the client is ending already
+        // (the EXIT of the last request file): only its process is left.
+        if (answer < 0 && FindWindowByTitle(InstanceName().c_str()))
+            Fail("the client does not answer MSG_SUBMIT_REQUEST");
+        if (answer == 0)
             Fail("the client refused EXIT");
-        PostToWindow(g_distributor.client, MSG_PROCESS_REQUESTS, 0, 0);
-        FollowRequests({}, 1);
+        if (answer == 1) {
+            PostToWindow(g_distributor.client, MSG_PROCESS_REQUESTS, 0, 0);
+            FollowRequests({}, 1);
+        }
     }
     AwaitClientEnd("the client did not end after EXIT");
 }
