@@ -26,6 +26,10 @@ typedef double AsnReal;
 #define ASN_OCTS_PRIM_TAG 0x04000000u
 #define ASN_OCTS_CONS_TAG 0x24000000u
 
+/* The deepest nesting of constructed elements accepted in received octets;
+ * every walk over received data stays within it. */
+#define ASN_MAX_NESTING 256
+
 typedef struct ASN_Buffer {
     unsigned char *dataStart;
     unsigned char *dataEnd;
