@@ -48,7 +48,7 @@ needed=(/usr/bin/cmake /usr/bin/g++ /usr/bin/python3 /usr/include/gtest/gtest.h)
   /usr/share/doc/idzebra-2.0/examples/marc21/sample-marc.gz
   /usr/lib/x86_64-linux-gnu/idzebra-2.0/modules/mod-grs-marc.so)
 for file in "${needed[@]}"; do
-  [ -e "$file" ] || { bash "$root/tools/install-deps.sh"; break; }
+  [ -e "$file" ] || { bash "$root/tools/install-deps.sh" example; break; }
 done
 
 work=$(mktemp -d)

@@ -1,9 +1,14 @@
 #!/usr/bin/env bash
 # Installs what is missing, builds the native program and both Windows
 # programs (x86-64 and i686), and runs every test: natively, the unit tests
-# again under the sanitizers, both Windows builds under Wine in one virtual X
-# display, the installed programs and the Windows zips, the fuzzer, and the
-# benchmarks. Prints each stage's wall time and ends with one summary line.
+# again under the sanitizers, the x86-64 build under wine64, the i686 build
+# under 32-bit Wine (in full where this host runs 32-bit programs, else a
+# smoke set under the qemu-i386 emulator), the installed programs and the
+# Windows zips, the fuzzers, and the benchmarks. Prints each stage's wall
+# time and ends with one summary line.
+#
+# KESTRA_I686=native|emulated|skip forces how the i686 tests run (default:
+# found out from the host); KESTRA_FUZZ_SECONDS sets the fuzzing time.
 set -uo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 build=${KESTRA_BUILD:-$root/build}
@@ -37,12 +42,13 @@ step() {
 # Prints the stage times and the summary line, and exits with the outcome.
 finish() {
   end_step
-  stop_wine
+  cleanup
   echo
   echo "Wall time of each stage (minutes:seconds):"
   printf '%s\n' "${times[@]}"
   printf '%4d:%02d  total\n' $((SECONDS / 60)) $((SECONDS % 60))
   echo
+  [ ${#notes[@]} -eq 0 ] || printf 'test-all: %s\n' "${notes[@]}"
   echo "${passed} passed, ${failed} failed"
   exit $((failed == 0 ? 0 : 1))
 }
@@ -84,12 +90,16 @@ run_ctest() {
   failed=$((failed + bad))
 }
 
+sudo=""
+[ "$(id -u)" -eq 0 ] || sudo=sudo
+wine64_loader=/usr/lib/wine/wine64
+wine32_loader=/usr/lib/wine/wine
+notes=()      # what the closing lines say beside the counts
+prefixes=()   # the Wine prefixes whose servers run
 xvfb_pid=""
-# One virtual display and one Wine prefix for both Windows builds: a 64-bit
-# prefix with wine32 beside wine64 runs the x86-64 and the i686 programs. The
-# Wine server is kept alive between the runs, so it starts once.
-start_wine() {
-  export WINEPREFIX="$build/wineprefix" WINEDEBUG=-all
+
+# Starts one virtual display for every Windows program of the run.
+start_display() {
   local display_file
   display_file=$(mktemp)
   Xvfb -displayfd 3 -screen 0 1024x768x24 -nolisten tcp 3>"$display_file" >/dev/null 2>&1 &
@@ -100,21 +110,101 @@ start_wine() {
   done
   [ -s "$display_file" ] || { rm -f "$display_file"; return 1; }
   DISPLAY=":$(head -n 1 "$display_file")"
-  export DISPLAY
+  export DISPLAY WINEDEBUG=-all
   rm -f "$display_file"
-  mkdir -p "$WINEPREFIX"
-  wineserver -p && wineboot -i >/dev/null 2>&1
 }
 
-# Ends every Wine process and the virtual display.
+# Makes the Wine prefix PREFIX with LOADER (ARCH: win32 for a 32-bit prefix)
+# and makes it the current one. Its server is kept alive between the test
+# runs, so it starts once.
+make_prefix() {
+  local prefix=$1 loader=$2 arch=${3:-}
+  export WINEPREFIX=$prefix
+  mkdir -p "$prefix"
+  prefixes+=("$prefix")
+  wineserver -p && WINEARCH=$arch "$loader" wineboot -i >/dev/null 2>&1
+}
+
+# Ends every Wine server and the virtual display.
 stop_wine() {
+  local prefix
+  for prefix in "${prefixes[@]}"; do
+    WINEPREFIX=$prefix wineserver -k 2>/dev/null
+  done
+  prefixes=()
   [ -n "$xvfb_pid" ] || return 0
-  wineserver -k 2>/dev/null
   kill "$xvfb_pid" 2>/dev/null
   wait "$xvfb_pid" 2>/dev/null
   xvfb_pid=""
 }
-trap stop_wine EXIT
+
+binfmt=/proc/sys/fs/binfmt_misc
+binfmt_entry=kestra-i386
+binfmt_mounted=""
+binfmt_registered=""
+# binfmt_misc's magic and mask of a 32-bit x86 ELF program.
+i386_magic='\x7fELF\x01\x01\x01\x00\x00\x00\x00\x00\x00\x00\x00\x00\x02\x00\x03\x00'
+i386_mask='\xff\xff\xff\xff\xff\xfe\xfe\x00\xff\xff\xff\xff\xff\xff\xff\xff\xfe\xff\xff\xff'
+
+# Whether this host's kernel runs 32-bit x86 programs itself: a tiny i386
+# program that only exits with 0 runs, and no emulator is registered for
+# such programs (one would run them, but slowly).
+host_runs_i386() {
+  local probe status
+  probe=$(mktemp)
+  python3 - "$probe" <<'PROGRAM'
+import struct, sys
+code = bytes([0xB8, 1, 0, 0, 0, 0x31, 0xDB, 0xCD, 0x80])  # exit(0) through int 0x80
+base, start = 0x08048000, 52 + 32
+header = b"\x7fELF\x01\x01\x01" + bytes(9) + struct.pack(
+    "<HHIIIIIHHHHHH", 2, 3, 1, base + start, 52, 0, 0, 52, 32, 1, 0, 0, 0)
+segment = struct.pack("<8I", 1, 0, base, base, start + len(code), start + len(code), 5, 0x1000)
+with open(sys.argv[1], "wb") as program:
+    program.write(header + segment + code)
+PROGRAM
+  chmod +x "$probe"
+  "$probe" 2>/dev/null
+  status=$?
+  rm -f "$probe"
+  [ "$status" -eq 0 ] && ! grep -qs '^magic 7f454c4601010100000000000000000002000300' "$binfmt"/*
+}
+
+# Registers qemu-i386 for 32-bit x86 programs with binfmt_misc, installing
+# it first; on failure prints the reason.
+register_i386_emulator() {
+  bash "$root/tools/install-deps.sh" emulator >/dev/null 2>&1 ||
+    { echo "qemu-user-static could not be installed"; return 1; }
+  if [ ! -e "$binfmt/register" ]; then
+    $sudo mount -t binfmt_misc binfmt_misc "$binfmt" 2>/dev/null ||
+      { echo "binfmt_misc cannot be mounted here"; return 1; }
+    binfmt_mounted=1
+  fi
+  # An entry of ours that an interrupted run left behind goes first.
+  [ ! -e "$binfmt/$binfmt_entry" ] || echo -1 | $sudo tee "$binfmt/$binfmt_entry" >/dev/null
+  printf '%s' ":$binfmt_entry:M::$i386_magic:$i386_mask:/usr/bin/qemu-i386-static:F" |
+    $sudo tee "$binfmt/register" >/dev/null 2>&1 || { echo "binfmt_misc refused the qemu-i386 entry"; return 1; }
+  binfmt_registered=1
+}
+
+# Removes what register_i386_emulator added.
+unregister_i386_emulator() {
+  if [ -n "$binfmt_registered" ]; then
+    echo -1 | $sudo tee "$binfmt/$binfmt_entry" >/dev/null
+    binfmt_registered=""
+  fi
+  if [ -n "$binfmt_mounted" ]; then
+    $sudo umount "$binfmt" 2>/dev/null
+    binfmt_mounted=""
+  fi
+}
+
+cleanup() {
+  stop_wine
+  unregister_i386_emulator
+}
+trap cleanup EXIT
+trap 'exit 130' INT
+trap 'exit 143' TERM
 
 # Installs the native build into a fresh prefix; the installed programs run
 # and the installed headers compile.
@@ -132,10 +222,10 @@ check_native_install() {
   return "$status"
 }
 
-# Zips the Windows build NAME with CPack and runs the programs of the
-# unpacked zip under Wine.
+# Zips the Windows build NAME with CPack, checks that the unpacked zip holds
+# the four programs, and runs two of them through LOADER (none without one).
 check_windows_zip() {
-  local name=$1 zip unpacked bin status=0
+  local name=$1 loader=${2:-} zip unpacked bin status=0
   rm -f "$build/$name"/kestra-*.zip
   (cd "$build/$name" && cpack -G ZIP >/dev/null) || return 1
   zip=$(echo "$build/$name"/kestra-*.zip)
@@ -146,10 +236,51 @@ check_windows_zip() {
   for program in kestra kestra-distributor kestra-pdu kestra-fetch; do
     [ -f "$bin/$program.exe" ] || { echo "$program.exe is not in the zip"; status=1; }
   done
-  wine "$bin/kestra-pdu.exe" "$fixture" >/dev/null || status=1
-  wine "$bin/kestra-distributor.exe" --help >/dev/null || status=1
+  if [ -n "$loader" ]; then
+    "$loader" "$bin/kestra-pdu.exe" "$fixture" >/dev/null || status=1
+    "$loader" "$bin/kestra-distributor.exe" --help >/dev/null || status=1
+  fi
   rm -rf "$unpacked"
   return "$status"
+}
+
+# The i686 tests, as this host allows, in a 32-bit Wine prefix of their own:
+# all of them where the kernel runs 32-bit programs; else the smoke set under
+# the qemu-i386 emulator, where every program start takes most of a minute,
+# so the suites' waits are scaled up; SKIPPED when no emulator can be set up.
+run_i686_tests() {
+  local reason
+  case $i686_mode in
+    native) ;;
+    emulated)
+      step "qemu-i386 emulator for the i686 programs"
+      if ! reason=$(register_i386_emulator); then
+        echo "test-all: i686 tests SKIPPED: $reason"
+        notes+=("i686 tests SKIPPED: this host's kernel does not run 32-bit programs, and $reason")
+        check "the i686 zip holds the programs" check_windows_zip win32
+        return
+      fi ;;
+    *)
+      echo "test-all: i686 tests SKIPPED: KESTRA_I686=$i686_mode"
+      notes+=("i686 tests SKIPPED: KESTRA_I686=$i686_mode")
+      return ;;
+  esac
+  step "32-bit Wine prefix"
+  if ! make_prefix "$build/wineprefix32" "$wine32_loader" win32; then
+    echo "test-all: 32-bit Wine did not start"
+    failed=$((failed + 1))
+  elif [ "$i686_mode" = native ]; then
+    step "Windows i686 tests under 32-bit Wine"
+    run_ctest --test-dir "$build/win32" --verbose
+    check "the i686 zip runs under Wine" check_windows_zip win32 "$wine32_loader"
+    notes+=("i686: every test ran under 32-bit Wine (this host runs 32-bit programs)")
+  else
+    step "Windows i686 smoke set under the emulator"
+    KESTRA_TIME_SCALE=10 run_ctest --test-dir "$build/win32" -L smoke --verbose
+    check "the i686 zip holds the programs" check_windows_zip win32
+    notes+=("i686: the smoke set only, under the qemu-i386 emulator, as this host's kernel does not run 32-bit programs: LOAD to EXIT with INITIALIZE, SEARCH, PRESENT of every record kind, SCAN and CLOSE against the scripted target, and a session against yaz-ztest")
+  fi
+  unregister_i386_emulator
 }
 
 # Builds and runs the fuzzer; its progress goes to a log.
@@ -164,12 +295,13 @@ step "Native build"
 cmake -S "$root" -B "$build/native" -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null || fail "native configure"
 cmake --build "$build/native" -j "$jobs" || fail "native build"
 
-# Both Windows builds run their tests under Wine through the emulator.
-for target in "win64 x86-64 mingw-x86_64" "win32 i686 mingw-i686"; do
-  read -r name arch toolchain <<<"$target"
+# The x86-64 programs run through wine64 itself, the i686 ones through the
+# 32-bit loader.
+for target in "win64 x86-64 mingw-x86_64 $wine64_loader" "win32 i686 mingw-i686 $wine32_loader"; do
+  read -r name arch toolchain loader <<<"$target"
   step "Windows $arch build"
   cmake -S "$root" -B "$build/$name" -DCMAKE_TOOLCHAIN_FILE="$root/cmake/$toolchain.cmake" \
-    -DCMAKE_BUILD_TYPE=Release -DCMAKE_CROSSCOMPILING_EMULATOR=wine >/dev/null || fail "$name configure"
+    -DCMAKE_BUILD_TYPE=Release -DCMAKE_CROSSCOMPILING_EMULATOR="$loader" >/dev/null || fail "$name configure"
   cmake --build "$build/$name" -j "$jobs" || fail "$name build"
 done
 
@@ -193,24 +325,32 @@ else
   failed=$((failed + 1))
 fi
 
-step "Wine: virtual display, prefix and server"
-if start_wine; then
+step "32-bit programs on this host"
+i686_mode=${KESTRA_I686:-}
+if [ -n "$i686_mode" ]; then
+  echo "test-all: KESTRA_I686=$i686_mode chooses how the i686 tests run"
+elif host_runs_i386; then
+  i686_mode=native
+  echo "test-all: this host runs 32-bit programs: the i686 tests run in full under 32-bit Wine"
+else
+  i686_mode=emulated
+  echo "test-all: this host's kernel does not run 32-bit programs: the i686 build runs its smoke set under the qemu-i386 emulator"
+fi
+
+step "Wine: virtual display, x86-64 prefix and server"
+if start_display && make_prefix "$build/wineprefix" "$wine64_loader"; then
   # Verbose, so that every test case shows in the log, passed or not.
-  step "Windows x86-64 tests under Wine"
+  step "Windows x86-64 tests under wine64"
   run_ctest --test-dir "$build/win64" --verbose
-  step "Windows i686 tests under Wine"
-  run_ctest --test-dir "$build/win32" --verbose
-  step "Installation: native prefix, Windows zips under Wine"
-  check "cmake --install of the native build" check_native_install
-  check "the x86-64 zip runs under Wine" check_windows_zip win64
-  check "the i686 zip runs under Wine" check_windows_zip win32
+  check "the x86-64 zip runs under wine64" check_windows_zip win64 "$wine64_loader"
+  run_i686_tests
   stop_wine
 else
   echo "test-all: Wine did not start"
   failed=$((failed + 1))
-  step "Installation: native prefix"
-  check "cmake --install of the native build" check_native_install
 fi
+step "Installation: native prefix"
+check "cmake --install of the native build" check_native_install
 
 if [ -x "$root/fuzz/run.sh" ]; then
   step "Fuzzing"

@@ -3,8 +3,10 @@
 natively or under Wine.
 
 A suite calls main(); its command line takes "--bin DIR" (where the
-programs are) and "--wine" (run the Windows programs under Wine, whose
-environment the caller sets up). Test cases derive from DistributorTest and
+programs are) and "--wine[=LOADER]" (run the Windows programs under Wine,
+through LOADER, by default "wine"; the caller sets up Wine's environment).
+KESTRA_TIME_SCALE (default 1) multiplies every wait of the suites, for
+Windows programs run under an emulator. Test cases derive from DistributorTest and
 call distribute(), which writes the request files into the test's own
 directory, runs the distributor there and returns what it printed. A
 sanitizer report on its standard error (which the client inherits) fails
@@ -21,14 +23,15 @@ import tempfile
 import unittest
 
 BIN = ""
-WINE = False
+WINE = None  # the Wine loader, None for native programs
+TIME_SCALE = float(os.environ.get("KESTRA_TIME_SCALE", "1"))
 
 SANITIZER_MARKS = ("Sanitizer", "runtime error:")
 
 
 def distributor_command():
     if WINE:
-        return ["wine", os.path.join(BIN, "kestra-distributor.exe")]
+        return [WINE, os.path.join(BIN, "kestra-distributor.exe")]
     return [os.path.join(BIN, "kestra-distributor")]
 
 
@@ -75,7 +78,8 @@ class DistributorTest(unittest.TestCase):
         return name
 
     def distribute(self, *arguments, texts=(), timeout=60, wait=30):
-        """Runs the distributor over one request file per text; wait is its --timeout."""
+        """Runs the distributor over one request file per text; wait is its --timeout (both scaled)."""
+        timeout, wait = timeout * TIME_SCALE, round(wait * TIME_SCALE)
         command = distributor_command() + ["--verbose", "--timeout", str(wait)] + list(arguments)
         command += [self.request_file(text) for text in texts]
         # Files, not pipes: a client left running keeps its inherited descriptors open.
@@ -98,11 +102,11 @@ class DistributorTest(unittest.TestCase):
 
 
 def main():
-    """Reads --bin and --wine, then runs the calling module's tests."""
+    """Reads --bin and --wine[=LOADER], then runs the calling module's tests."""
     global BIN, WINE
     parser = argparse.ArgumentParser()
     parser.add_argument("--bin", required=True)
-    parser.add_argument("--wine", action="store_true")
+    parser.add_argument("--wine", nargs="?", const="wine")
     options, rest = parser.parse_known_args()
     BIN, WINE = os.path.abspath(options.bin), options.wine
     unittest.main(module="__main__", argv=[sys.argv[0]] + rest, verbosity=2)
