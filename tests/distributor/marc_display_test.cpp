@@ -1,10 +1,13 @@
-// The readable MARC display of kestra-distributor: well-formed records are
-// shown field by field, anything else is left alone and never read past its end.
+// The readable record display of kestra-distributor: well-formed records are
+// shown field by field in UTF-8, MARC-8 converted through every code table,
+// anything else is left alone and never read past its end.
+#include "tools/distributor/marc8.h"
 #include "tools/distributor/marc_display.h"
 
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -115,25 +118,34 @@ TEST(MarcDisplay, EveryPrefixAndEveryDamagedOctetIsSafe)
         }
 }
 
-TEST(MarcDisplay, ShowsOnlyRecordLinesThatCarryAnIso2709Record)
+TEST(MarcDisplay, ShowsRecordLinesOnlyAndNamesTheSyntaxOfOtherRecords)
 {
     struct Case {
         const char *name;
         std::string line;
+        std::string requested_syntax;
         std::string shown;
     } cases[] = {
-        {"quoted record line", RecordLine("3", kBook), "Record 3\n" + kBookShown},
-        {"unquoted record line", "1,0," + BuildRecord({{"001", "42"}}) + ",",
+        {"quoted record line", RecordLine("3", kBook), "USMARC", "Record 3\n" + kBookShown},
+        {"unquoted record line", "1,0," + BuildRecord({{"001", "42"}}) + ",", "OPAC",
          "Record 1\nLDR 00041cam a2200037 a 4500\n001 42\n"},
-        {"record that cannot be rendered", "2,1,Unknown record type (Not MARC or SUTRS),", ""},
-        {"scan term line", "1,0,computer,10,computer,", ""},
-        {"response line", "PRESENT_RESPONSE,0,StartFrom:1 Records:2,", ""},
-        {"position not a number", RecordLine("x", kBook), ""},
-        {"record field cut short", RecordLine("1", kBook).substr(0, 60), ""},
-        {"unclosed quote", "1,0,\"" + kBook + ",", ""},
+        {"ISO 2709 record whatever was asked for", RecordLine("3", kBook), "SUTRS", "Record 3\n" + kBookShown},
+        {"SUTRS text", "4,0,\"two\nlines, \"\"quoted\"\"\",", "SUTRS", "Record 4 (SUTRS)\ntwo\nlines, \"quoted\"\n"},
+        {"summary", "5,0,\"Title:\nMoby Dick\",", "SUMMARY", "Record 5 (SUMMARY)\nTitle:\nMoby Dick\n"},
+        {"GRS-1 mark-up", "6,0,<B>Title:</B>   Kim<BR>,", "GENERIC", "Record 6 (GENERIC)\n<B>Title:</B>   Kim<BR>\n"},
+        {"empty SUTRS text", "7,0,,", "SUTRS", "Record 7 (SUTRS)\n\n"},
+        {"text where MARC was asked for", "8,0,cut,", "USMARC", "Record 8 (not ISO 2709)\ncut\n"},
+        {"text where the target chose", "9,0,10110,", "SERVICE CHOICE", "Record 9 (not ISO 2709)\n10110\n"},
+        {"record that cannot be rendered", "2,1,Unknown record type (Not MARC or SUTRS),", "USMARC", ""},
+        {"surrogate diagnostic", "2,14,Cannot display the results - please retry or contact the host,", "SUTRS", ""},
+        {"scan term line", "1,0,computer,10,computer,", "", ""},
+        {"response line", "PRESENT_RESPONSE,0,StartFrom:1 Records:2,", "SUTRS", ""},
+        {"position not a number", RecordLine("x", kBook), "USMARC", ""},
+        {"record field cut short", RecordLine("1", kBook).substr(0, 60), "USMARC", ""},
+        {"unclosed quote", "1,0,\"" + kBook + ",", "USMARC", ""},
     };
     for (const Case &c : cases)
-        EXPECT_EQ(DisplayMarcRecordLine(c.line), c.shown) << c.name;
+        EXPECT_EQ(DisplayRecordLine(c.line, c.requested_syntax), c.shown) << c.name;
 }
 
 TEST(MarcDisplay, ALineFeedInsideAQuotedFieldDoesNotEndTheLine)
@@ -146,6 +158,70 @@ TEST(MarcDisplay, ALineFeedInsideAQuotedFieldDoesNotEndTheLine)
     std::vector<std::string> fields;
     ASSERT_TRUE(SplitResponseFields(first.substr(0, first.size() - 1), &fields));
     EXPECT_EQ(fields, (std::vector<std::string>{"1", "0", "two\nlines, \"quoted\""}));
+}
+
+TEST(Marc8, ConvertsASampleOfEveryCodeTable)
+{
+    struct Case {
+        const char *name;
+        std::string marc8;
+        std::string utf8;
+    } cases[] = {
+        {"ASCII", "Plain text, 1984.", "Plain text, 1984."},
+        {"ANSEL spacing characters", "\xA5sop \xC3 \xB1\xF3" "dz \xC8", "Æsop © łd\xCC\xA4z €"},
+        {"mark moved after its base", "Dvo\xE9r\xE2" "ak", "Dvor\xCC\x8C" "a\xCC\x81k"},
+        {"two marks on one base, in their order", "Vi\xE3\xF2" "et", "Vie\xCC\x82\xCC\xA3t"},
+        {"ligature halves: one double-width mark", "\xEBt\xECs", "t\xCD\xA1s"},
+        {"double tilde halves: one double-width mark", "\xFAn\xFBg", "n\xCD\xA0g"},
+        {"right half alone", "\xECs", "s\xEF\xB8\xA1"},
+        {"marks without a base stay", "abc\xE2", "abc\xCC\x81"},
+        {"marks before a subfield delimiter stay in their subfield", "a\xE2\x1F" "b", "a\xCC\x81\x1F" "b"},
+        {"non-sorting markers and joiners", "\x88The \x89x\x8Dy\x8E", "\xC2\x98The \xC2\x9Cx\xE2\x80\x8Dy\xE2\x80\x8C"},
+        {"Basic Cyrillic", "\x1B(N\x74\x4F\x4C\x53\x54\x4F\x4A\x1B(B, 1869", "Толстой, 1869"},
+        {"Extended Cyrillic in G1", "\x1B)Q\xC4\xE4\xEF\xC0", "ёЁЪґ"},
+        {"Basic and Extended Cyrillic at once", "\x1B(N\x1B)Q\x4B\xC9\x45", "кље"},
+        {"Basic Greek, accent moved", "\x1B(S\x22\x61\x4B\x77\x3F\x1B(B", "α\xCC\x81Θς\xCD\xBE"},
+        {"Greek symbols", "\x1Bg\x61\x62\x63\x1Bs-rays", "αβγ-rays"},
+        {"subscripts", "H\x1B" "b2\x1BsO", "H₂O"},
+        {"superscripts", "10\x1Bp-3\x1Bs m\x1Bp2\x1Bs", "10⁻³ m²"},
+        {"Basic Hebrew, point moved", "\x1B(2\x41\x60\x61\x7A\x1B(B", "א\xD6\xB8בת"},
+        {"Basic Arabic, vowel moved", "\x1B(3\x47\x6E\x64\x3F\x31\x1B(B", "ال\xD9\x8E؟١"},
+        {"Extended Arabic in G1", "\x1B)4\xA9\xD5\xDB", "پکگ"},
+        {"ANSEL designated again, with a second intermediate", "\x1B)Q\x1B)!E\xB1", "ł"},
+        {"East Asian set: one replacement a character", "\x1B$1\x21\x30\x64\x21\x30\x64\x1B(B ok", "\xEF\xBF\xBD\xEF\xBF\xBD ok"},
+        {"unknown single-octet set", "\x1B(Zab\x1B(B.", "\xEF\xBF\xBD\xEF\xBF\xBD."},
+        {"octets no table holds", "\xAF\x7F\xA0\xFF\x80", "\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD"},
+        {"escape at the end", "x\x1B", "x\xEF\xBF\xBD"},
+        {"escape without a final octet", "x\x1B(\x01y", "x\xEF\xBF\xBD(\x01y"},
+        {"escape for G2", "x\x1B*Ny", "x\xEF\xBF\xBDy"},
+    };
+    for (const Case &c : cases)
+        EXPECT_EQ(Marc8ToUtf8(c.marc8), c.utf8) << c.name;
+}
+
+TEST(Marc8, TablesHoldOneCharacterAPositionInTheirSetsRange)
+{
+    std::set<std::pair<char, int>> seen;
+    for (size_t i = 0; i < kMarc8CharacterCount; ++i) {
+        const Marc8Character &c = kMarc8Characters[i];
+        bool in_range = c.set == kMarc8Controls ? c.code >= 0x80 && c.code <= 0x9F
+                                                : (c.code & 0x7F) >= 0x21 && (c.code & 0x7F) <= 0x7E;
+        EXPECT_TRUE(in_range) << c.set << " " << int(c.code);
+        EXPECT_TRUE(seen.insert({c.set, c.code & 0x7F}).second) << "twice: " << c.set << " " << int(c.code);
+        EXPECT_GE(c.ucs, 0x20) << c.set << " " << int(c.code);
+    }
+}
+
+TEST(Marc8, FormatsMarc8RecordsInUtf8AndOthersAsTheyAre)
+{
+    std::string marc8 = BuildRecord({{"100", "1 \x1F" "aDvo\xE9r\xE2" "ak, Anton\xE2in."}});
+    marc8[9] = ' ';
+    std::string unicode = BuildRecord({{"100", "1 \x1F" "aDvo\xC5\x99\xC3\xA1k, Anton\xC3\xADn."}});
+    MarcRecord record;
+    ASSERT_TRUE(ParseMarcRecord(marc8, &record));
+    EXPECT_EQ(FormatMarcRecord(record), "LDR " + marc8.substr(0, 24) + "\n100 1  $aDvor\xCC\x8C" "a\xCC\x81k, Antoni\xCC\x81n.\n");
+    ASSERT_TRUE(ParseMarcRecord(unicode, &record));
+    EXPECT_EQ(FormatMarcRecord(record), "LDR " + unicode.substr(0, 24) + "\n100 1  $aDvořák, Antonín.\n");
 }
 
 } // namespace

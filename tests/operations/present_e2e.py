@@ -2,7 +2,8 @@
 """PRESENT and the record renderers end to end: kestra-distributor drives the
 real client against the scripted target of tests/peers/z3950_target.py,
 natively or under Wine (--wine), all cases in one distributor run (cases,
-their "Case" key and their checks as in sessions_e2e.py).
+their "Case" key and their checks as in sessions_e2e.py); then the readable
+display of the records (--show-marc).
 """
 import os
 import sys
@@ -187,6 +188,36 @@ def wrapping_cases():
                          [ECHO] + three.lines + [done(1, 3), ECHO, FAILED[3002]], asked((1, 3)))]
 
 
+def readable(text):
+    """A UTF-8 text as the output lines hold it (read as latin-1)."""
+    return text.encode("utf-8").decode("latin-1")
+
+
+def show_marc_cases():
+    """--show-marc: MARC-8 records in UTF-8 (diacritics after their letters, Cyrillic, an unknown set),
+    a UTF-8 record as it is, the 937 holdings fields, other records under their syntax."""
+    marc8 = marc.record(("001", "m8-1"), ("100", "1 \x1faDvo\xe9r\xe2ak, Anton\xe2in,\x1fd1841-1904."),
+                        ("245", "10\x1faSlovansk\xe2e tance /\x1fc\x1b(N\x74\x4f\x4c\x53\x54\x4f\x4a\x1b(B."),
+                        ("880", "10\x1fa\x1b$1\x21\x30\x64\x1b(B."))
+    unicode = marc.record(("245", "10\x1faDvo\xc5\x99\xc3\xa1k"), status="nam a22")
+    copy = z.circulation_record(itemId="i1", availableNow=True)
+    opac = entry(z.OPAC, single_asn1=z.opac_record(marc8, [z.holdings_record([copy], callNumber="QA76", localLocation="Main")]))
+    marc8_fields = ["001 m8-1", readable("100 1  $aDvor\u030ca\u0301k, Antoni\u0301n,$d1841-1904."),
+                    readable("245 10 $aSlovanske\u0301 tance /$cТолстой."), readable("880 10 $a\ufffd.")]
+    with_holdings = marc.record(*marc.fields(marc8) + [("937", marc.holdings_field(
+        dict(callNumber="QA76", localLocation="Main"), dict(itemId="i1", availableNow=True)))])
+    expected = (["Record 1", "LDR " + marc8[:24]] + marc8_fields +
+                ["Record 2", "LDR " + unicode[:24], "245 10 $aDvo\xc5\x99\xc3\xa1k"] +
+                ["Record 3", "LDR " + with_holdings[:24]] + marc8_fields + ["937    $ti1$x1$y0$z0$aQA76$iMain"] +
+                [line(4, 1, "Unknown record type (Not MARC or SUTRS)"), "Record 5 (not ISO 2709)", "plain text"])
+    batch = response(entry(z.USMARC, marc8), entry(z.USMARC, unicode), opac, entry(z.USMARC, ""),
+                     entry(z.SUTRS, "plain text"))
+    sutrs = response(entry(z.SUTRS, single_asn1=z.string("Kim\nby Kipling")))
+    return [present_case("show-marc", 10, [present(StartFrom=1, Records=5), present(Records=1, RecordSyntax="sutrs")],
+                         [batch, sutrs], [ECHO] + expected + [done(1, 5), ECHO, "Record 6 (SUTRS)", "Kim", "by Kipling",
+                                                               done(6, 1)])]
+
+
 class PresentTest(s.CaseTest):
     def test_present(self):
         table_path = os.path.join(self.directory, "grsbrief.tbl")
@@ -196,6 +227,10 @@ class PresentTest(s.CaseTest):
                              generic_cases(table_path) + wrapping_cases())
         # Failed requests end their files only: the distributor goes on and reports them at the end.
         self.assertEqual(run.status, 1, run.errors)
+
+    def test_show_marc(self):
+        run = self.run_cases(show_marc_cases(), "--show-marc")
+        self.assertEqual(run.status, 0, run.errors)
 
 
 if __name__ == "__main__":

@@ -28,8 +28,9 @@ const char kUsage[] =
     "  --command-line REQ  start the client with this request on its command line\n"
     "  --query-state       print \"State:N\", the client's session state, at the end\n"
     "  --show-marc         print a record line whose record is ISO 2709 in place of the raw\n"
-    "                      line as \"Record <position>\" and the record one field a line:\n"
-    "                      \"LDR <leader>\", \"001 <data>\", \"245 10 $a<data>$c<data>\"\n"
+    "                      line as \"Record <position>\" and the record one field a line in\n"
+    "                      UTF-8: \"LDR <leader>\", \"001 <data>\", \"245 10 $a<data>$c<data>\";\n"
+    "                      any other good record as \"Record <position> (<syntax>)\" and its text\n"
     "  --verbose           report the client's instance name on standard error\n"
     "  --help              this text\n"
     "Exit status: 0 every request succeeded, 1 one failed, 2 usage or communication error.\n";
@@ -62,6 +63,7 @@ struct Distributor {
     ChildProcess child = 0;
     std::deque<RequestDone> done;
     std::map<std::string, long> read_offsets;
+    std::string record_syntax; // what the PRESENT whose record lines are printed asked for
     WindowHandle dismissed_box = 0;
     int status = kAllSucceeded;
 };
@@ -247,13 +249,28 @@ std::string ReadRest(std::FILE *file)
     return text;
 }
 
+// Notes the record syntax that a PRESENT's echo line asks for, upper-cased
+// as the client takes it ("USMARC" when it names none).
+void FollowPresentSyntax(const std::string &line)
+{
+    std::vector<std::string> fields;
+    if (!SplitResponseFields(line, &fields) || fields.size() != 3 || fields[0] != "PRESENT_REQUEST")
+        return;
+    bool found;
+    std::string syntax = LineValue(fields[2], "RecordSyntax", &found);
+    g_distributor.record_syntax = UpperCase(found ? syntax : "USMARC");
+}
+
 // Prints one response line (with its line feed), or with --show-marc the
-// readable form of the ISO 2709 record that it carries.
+// readable form of the record that it carries.
 void PrintResponseLine(const std::string &line)
 {
     std::string shown;
-    if (g_distributor.options.show_marc)
-        shown = DisplayMarcRecordLine(line.substr(0, line.size() - 1));
+    if (g_distributor.options.show_marc) {
+        std::string bare = line.substr(0, line.size() - 1);
+        FollowPresentSyntax(bare);
+        shown = DisplayRecordLine(bare, g_distributor.record_syntax);
+    }
     if (shown.empty())
         shown = line;
     std::fwrite(shown.data(), 1, shown.size(), stdout);

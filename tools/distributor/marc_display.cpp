@@ -4,11 +4,14 @@
 #include "tools/distributor/marc_display.h"
 
 #include "render/iso2709.h"
+#include "tools/distributor/marc8.h"
 
 #include <cctype>
 
 namespace {
 
+// Leader position 09, the character coding scheme: blank for MARC-8.
+const size_t kCodingSchemePosition = 9;
 
 // Reads `count` decimal digits at `offset`; false if the text is shorter or one is not a digit.
 bool ReadDigits(const std::string &text, size_t offset, size_t count, size_t *value)
@@ -81,13 +84,15 @@ bool ParseMarcRecord(const std::string &text, MarcRecord *record)
 
 std::string FormatMarcRecord(const MarcRecord &record)
 {
+    bool marc8 = record.leader.size() > kCodingSchemePosition && record.leader[kCodingSchemePosition] == ' ';
     std::string shown = "LDR " + record.leader + "\n";
     for (const MarcField &field : record.fields) {
+        std::string readable = marc8 ? Marc8ToUtf8(field.data) : field.data;
         shown += field.tag + " ";
         if (field.tag.compare(0, 2, "00") == 0) {
-            shown += field.data;
+            shown += readable;
         } else {
-            std::string data = WithDollarSigns(field.data);
+            std::string data = WithDollarSigns(readable);
             size_t indicators = data.size() < 2 ? data.size() : 2;
             shown += data.substr(0, indicators) + " " + data.substr(indicators);
         }
@@ -142,12 +147,16 @@ size_t ResponseLineLength(const std::string &text, size_t offset)
     return text.size() - offset;
 }
 
-std::string DisplayMarcRecordLine(const std::string &line)
+std::string DisplayRecordLine(const std::string &line, const std::string &requested_syntax)
 {
     std::vector<std::string> fields;
     MarcRecord record;
-    if (!SplitResponseFields(line, &fields) || fields.size() != 3 || !IsNumber(fields[0]) ||
-        !ParseMarcRecord(fields[2], &record))
+    if (!SplitResponseFields(line, &fields) || fields.size() != 3 || !IsNumber(fields[0]))
         return "";
-    return "Record " + fields[0] + "\n" + FormatMarcRecord(record);
+    if (ParseMarcRecord(fields[2], &record))
+        return "Record " + fields[0] + "\n" + FormatMarcRecord(record);
+    if (fields[1] != "0")
+        return "";
+    bool text_syntax = requested_syntax == "SUTRS" || requested_syntax == "SUMMARY" || requested_syntax == "GENERIC";
+    return "Record " + fields[0] + " (" + (text_syntax ? requested_syntax : "not ISO 2709") + ")\n" + fields[2] + "\n";
 }

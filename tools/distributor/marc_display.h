@@ -1,6 +1,7 @@
-// The readable display of ISO 2709 records for kestra-distributor --show-marc:
-// one field a line, as cataloguers read MARC ("LDR ...", "001 ...",
-// "245 10 $aTitle /$cby someone."). Also the response-line reading it needs.
+// The readable display of records for kestra-distributor --show-marc: an
+// ISO 2709 record one field a line in UTF-8, as cataloguers read MARC
+// ("LDR ...", "001 ...", "245 10 $aTitle /$cby someone."), any other record
+// under a heading that names its syntax. Also the response-line reading it needs.
 #pragma once
 
 #include <string>
@@ -22,7 +23,9 @@ bool ParseMarcRecord(const std::string &text, MarcRecord *record);
 
 // Returns the record one field a line, each line ended by "\n": "LDR" and the
 // leader, then a control field (tag 00x) as tag and data, a data field as tag,
-// its two indicators and each subfield as "$" + code + data.
+// its two indicators and each subfield as "$" + code + data. The fields of a
+// MARC-8 record (leader position 09 blank) are shown in UTF-8; those of any
+// other record as they are.
 std::string FormatMarcRecord(const MarcRecord &record);
 
 // Returns true and the fields of a response line (each field followed by a
@@ -35,7 +38,10 @@ bool SplitResponseFields(const std::string &line, std::vector<std::string> *fiel
 // the line. The rest of the text when no line feed ends it.
 size_t ResponseLineLength(const std::string &text, size_t offset);
 
-// Returns the display of a record line "position,status,record," whose record
-// is ISO 2709: "Record <position>" and the formatted record. Returns an empty
-// text for any other line.
-std::string DisplayMarcRecordLine(const std::string &line);
+// Returns the display of a record line "position,status,record,": for an
+// ISO 2709 record "Record <position>" and the formatted record; for any other
+// record of status 0 "Record <position> (<syntax>)" and its text as it is,
+// <syntax> being `requested_syntax` (the PRESENT's "RecordSyntax", upper
+// case) when that is a text syntax, SUTRS, SUMMARY or GENERIC, and
+// "not ISO 2709" otherwise. Returns an empty text for any other line.
+std::string DisplayRecordLine(const std::string &line, const std::string &requested_syntax);
