@@ -49,9 +49,7 @@ const int32_t kTransitions[DBV_OE_COUNT][DBV_OS_COUNT] = {
     {xx, no, no, ER, ER, ER, ER, ER, ER, ER, ER, ER, ER, DE, ER, ER, no, no, no, no, no}, // ARELRESP_IND
     {xx, no, DE, DE, DE, DE, DE, DE, DE, DE, DE, DE, DE, DE, DE, DE, DE, no, no, no, no}, // AABORT_IND
     {xx, no, DE, DE, DE, DE, DE, DE, DE, DE, DE, DE, DE, DE, DE, DE, DE, no, no, no, no}, // IABORTREQ
-    // A target may close a session at any time, also in answer to an
-    // Initialize request: the Close is delivered, so the origin can say why.
-    {xx, no, no, ER, CR, CR, CR, CR, CR, CR, CR, CR, CR, RL, AS, no, CR, no, no, no, no}, // CLOSEREQ_PDU
+    {xx, no, no, ER, ER, CR, CR, CR, CR, CR, CR, CR, CR, RL, AS, no, CR, no, no, no, no}, // CLOSEREQ_PDU
     {xx, no, no, no, no, CS, CS, CS, CS, CS, CS, CS, CS, no, no, no, CS, no, no, no, no}, // CLOSEREQ
     {xx, no, DE, no, no, no, no, no, no, no, no, no, no, no, no, AS, no, no, no, no, no}, // CLOSERESP
     {xx, no, no, ER, ER, ER, ER, ER, ER, ER, ER, ER, ER, no, ER, ER, no, no, no, no, no}, // DECODE_FAILED

@@ -144,7 +144,7 @@ bool CheckExternal(Walk &w, const DbvExternal *e)
     case EVT_OctetAligned:
         return Compulsory(w, e->uExternalValue.psOctetAligned, "uExternalValue.psOctetAligned");
     case EVT_Arbitrary:
-        return BitString(w, e->uExternalValue.psArbitrary, "uExternalValue.psArbitrary");
+        return Compulsory(w, e->uExternalValue.psArbitrary, "uExternalValue.psArbitrary");
     default:
         return OutOfRange(w, "eValueType");
     }

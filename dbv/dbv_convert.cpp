@@ -3,11 +3,11 @@
 // strings as '1'/'0' text and as bits; lists as NULL-terminated arrays and as
 // AsnList. The EXTERNAL is converted by hand: its single-ASN1-type value is an
 // AsnAny whose registry entry the direct reference selects, and whose DBV
-// form is typed by eASN1Type. So are the values that the codec holds in
-// another form: an ANY DEFINED BY value is its BER element in DBV; an open
-// value holding an EXTERNAL (the private query) is the External; and an
-// EXTERNAL carrying a structure under its own identifier (the SQL query) is
-// the structure.
+// form is typed by eASN1Type; its arbitrary bits are in DBV the octets that
+// carry them. So are the values that the codec holds in another form: an ANY
+// DEFINED BY value is its BER element in DBV; an open value holding an
+// EXTERNAL (the private query) is the External; and an EXTERNAL carrying a
+// structure under its own identifier (the SQL query) is the structure.
 #include "dbv/dbv_convert.h"
 
 #include <cstring>
@@ -24,7 +24,6 @@ const DbvValueDesc kOid = {DBV_K_OID, nullptr, nullptr, nullptr};
 const DbvValueDesc kUint = {DBV_K_UINT, nullptr, nullptr, nullptr};
 const DbvValueDesc kText = {DBV_K_TEXT, nullptr, nullptr, nullptr};
 const DbvValueDesc kOcts = {DBV_K_OCTS, nullptr, nullptr, nullptr};
-const DbvValueDesc kBits = {DBV_K_BITS, nullptr, nullptr, nullptr};
 const AsnTag kExternalTag = 0x28000000u; // [UNIVERSAL 8] constructed
 const int kNoMemory = -27;               // the codec's abort code for it
 const int kNotExternal = -101;
@@ -345,6 +344,33 @@ bool FromAsnSlot(const DbvValueDesc *v, uint32_t flags, const void *asnSlot, voi
 
 // -- EXTERNAL
 
+// Arbitrary bits go out as every bit of the octets; absent ones stay absent.
+bool ArbitraryToAsn(const DbvOctetString *from, AsnBits **to)
+{
+    if (!from)
+        return true;
+    uint32_t length = from->pbData ? from->ulLength : 0;
+    if (length > UINT32_MAX / 8 || !(*to = static_cast<AsnBits *>(MemAlloc(sizeof(AsnBits)))))
+        return false;
+    if (!((*to)->bits = static_cast<unsigned char *>(MemAlloc(length))))
+        return false;
+    if (length)
+        std::memcpy((*to)->bits, from->pbData, length);
+    (*to)->bitLen = length * 8;
+    return true;
+}
+
+// Received arbitrary bits come in as the octets that carry them, a last
+// partial octet included.
+bool ArbitraryFromAsn(const AsnBits *from, DbvOctetString **to)
+{
+    if (!from)
+        return true;
+    if (!(*to = static_cast<DbvOctetString *>(MemAlloc(sizeof(DbvOctetString)))))
+        return false;
+    return DbvSetOctets(*to, from->bits, from->bitLen / 8 + (from->bitLen % 8 != 0));
+}
+
 const char *SentOid(int32_t type)
 {
     for (uint32_t i = 0; i < DbvAsn1OidCount; i++) {
@@ -409,7 +435,7 @@ bool ExternalToAsn(const DbvExternal *from, AsnExternal *to)
         break;
     case EVT_Arbitrary:
         to->encodingChoice = AsnExternal_arbitrary;
-        done = ToAsnSlot(&kBits, kAsnPtr, &from->uExternalValue.psArbitrary, &to->encoding.arbitrary);
+        done = ArbitraryToAsn(from->uExternalValue.psArbitrary, &to->encoding.arbitrary);
         break;
     default:
         break;
@@ -459,7 +485,7 @@ bool ExternalFromAsn(const AsnExternal *from, DbvExternal *to)
         return FromAsnSlot(&kOcts, DBV_F_DBV_PTR | kAsnPtr, &from->encoding.octetAligned, &to->uExternalValue.psOctetAligned);
     case AsnExternal_arbitrary:
         to->eValueType = EVT_Arbitrary;
-        return FromAsnSlot(&kBits, kAsnPtr, &from->encoding.arbitrary, &to->uExternalValue.psArbitrary);
+        return ArbitraryFromAsn(from->encoding.arbitrary, &to->uExternalValue.psArbitrary);
     default:
         return true;
     }

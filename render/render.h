@@ -25,8 +25,8 @@ void RenderOpacRecord(const DbvExternal *record, long position);
 // GRS-1: the elements named in "grsbrief.tbl" (and those with string tags)
 // as one line of mark-up ("Invalid GENERIC record data" when none shows).
 void RenderGenericRecord(const DbvExternal *record, long position);
-// An External whose value is arbitrary bits: the bits as text, one '0' or
-// '1' each ("Invalid ARBITRARY record data").
+// An External whose value is arbitrary bits: the octets that carry the
+// bits as text ("Invalid ARBITRARY record data").
 void RenderArbitraryRecord(const DbvExternal *record, long position);
 
 // The single ASN.1 value of record when it is of the given type (AT_...);

@@ -1,5 +1,5 @@
 // Records whose content is already text: SUTRS, the Summary record's title
-// and arbitrary bits.
+// and the octets of arbitrary bits.
 #include "dbv/dbv_build.h"
 #include "render/render.h"
 
@@ -34,6 +34,7 @@ void RenderSummaryRecord(const DbvExternal *record, long position)
 
 void RenderArbitraryRecord(const DbvExternal *record, long position)
 {
-    const char *bits = record && record->eValueType == EVT_Arbitrary ? record->uExternalValue.psArbitrary : nullptr;
-    WriteTextOrInvalid(position, bits != nullptr, bits ? bits : "", "Invalid ARBITRARY record data");
+    const DbvOctetString *bits =
+        record && record->eValueType == EVT_Arbitrary ? record->uExternalValue.psArbitrary : nullptr;
+    WriteTextOrInvalid(position, bits != nullptr, dbv::TextOf(bits), "Invalid ARBITRARY record data");
 }

@@ -186,6 +186,8 @@ void SampleExternal(AsnSampler *s, AsnExternal *v)
         SampleOcts(s, v->dataValueDescriptor);
         v->encoding.arbitrary = SampleNew<AsnBits>(s);
         SampleBits(s, v->encoding.arbitrary);
+        // Whole octets: DBV holds arbitrary bits as the octets that carry them.
+        v->encoding.arbitrary->bitLen = (v->encoding.arbitrary->bitLen + 7) / 8 * 8;
         break;
     default:
         MakeOid(v->directReference, kUnregisteredOid);

@@ -5,6 +5,7 @@
 // lengths. (The transport, the target names, the receive path and the
 // diagnostics output run against the scripted target in tests/toolkit.)
 #include <random>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -48,77 +49,200 @@ Outcome Feed(DbvAssocId id, int32_t event)
     return outcome;
 }
 
-// The states in their order, one letter each: CLOSED, ASSOCREQ_INPROGRESS,
-// ASSOCIATION, INITSENT, OPEN, SEARCH_SENT, PRESENT_SENT, DELETE_SENT,
-// SCAN_SENT, RESOURCE_REPORT_SENT, SORT_REQUEST_SENT, EXTENDED_SERVICE_SENT,
-// RELEASEREQ_SENT, CLOSE_SENT, CLOSE_RCVD, ERROR, DEAD, ACCCNT_RCVD,
-// RESCNT_RCVD, TRIGRESCNT_SENT.
-const std::string kStates = "cianospdkrtxlwvezqug";
-
-// The table of the protocol: for each event, in each state, the state it
-// moves to, 'E' where the event is an error (to ERROR, code 81), '.' where
-// it is refused (code 80, the state kept). The answers to access and
-// resource control return to the state left (the test below).
-const char *const kTable[] = {
-    "i...................", // IASSOCREQ
-    ".a..................", // AASSOCIATERESP_IND_TRUE
-    ".z..................", // AASSOCIATERESP_IND_FALSE
-    "..n.................", // INITREQ
-    "..EoEEEEEEEEEEE.....", // INITRESP_PDU_TRUE
-    "..EaEEEEEEEEEEE.....", // INITRESP_PDU_FALSE
-    "....s...............", // SEARCHREQ
-    "..EEEoEEEEEElwE.....", // SEARCHRESP_PDU
-    "....p...............", // PRESENTREQ
-    "..EEEEoEEEEElwE.....", // PRESENTRESP_PDU
-    "....d...............", // DELETEREQ
-    "..EEEEEoEEEElwE.....", // DELETERESP_PDU
-    "....k...............", // SCANREQ
-    "..EEEEEEoEEElwE.....", // SCANRESP_PDU
-    "....r...............", // RESOURCEREQ
-    "..EEEEEEEoEElwE.....", // RESOURCERESP_PDU
-    "....t...............", // SORTREQ
-    "..EEEEEEEEoElwE.....", // SORTRESP_PDU
-    "..EEEEpEEEEElwE.....", // SEGMENTREQ_PDU
-    "....x...............", // EXTENDEDREQ
-    "..EEEEEEEEEolwE.....", // EXTENDEDRESP_PDU
-    "..l.l...............", // IRELREQ
-    "..EEEEEEEEEEEEE.....", // ARELREQ_IND
-    "..EEEEEEEEEEzEE.....", // ARELRESP_IND
-    ".zzzzzzzzzzzzzzz....", // AABORT_IND
-    ".zzzzzzzzzzzzzzz....", // IABORTREQ
-    "..Evvvvvvvvvla.v....", // CLOSEREQ_PDU
-    "....wwwwwwww...w....", // CLOSEREQ
-    ".z............a.....", // CLOSERESP
-    "..EEEEEEEEEE.EE.....", // DECODE_FAILED
-    "...q.qqqqqqq........", // ACCCNTREQ_PDU
-    nullptr,                // ACCCNTRSP
-    "...u.uuuuuuu........", // RESCNTREQ_PDU
-    nullptr,                // RESCNTRSP
-    ".....spdkrtxlwv.....", // TRIGRESCNTREQ
+// The protocol's table, row by row: for each event, its moves "FROM>TO"
+// and the states in which it is an error (to DBV_OS_ERROR, code 81), the
+// states named without "DBV_OS_". In every other state the event is refused
+// (code 80, the state kept). "previous": back to the state left before the
+// excursion. Written from the protocol's rows, not from the machine's grid.
+struct Row {
+    int32_t event;
+    const char *moves;
+    const char *errorIn;
 };
-static_assert(sizeof kTable / sizeof kTable[0] == DBV_OE_COUNT - 1, "one row per event");
+
+const Row kRows[] = {
+    {DBV_OE_IASSOCREQ, "CLOSED>ASSOCREQ_INPROGRESS", ""},
+    {DBV_OE_AASSOCIATERESP_IND_TRUE, "ASSOCREQ_INPROGRESS>ASSOCIATION", ""},
+    {DBV_OE_AASSOCIATERESP_IND_FALSE, "ASSOCREQ_INPROGRESS>DEAD", ""},
+    {DBV_OE_INITREQ, "ASSOCIATION>INITSENT", ""},
+    {DBV_OE_INITRESP_PDU_TRUE,
+     "INITSENT>OPEN",
+     "ASSOCIATION OPEN SEARCH_SENT PRESENT_SENT DELETE_SENT SCAN_SENT RESOURCE_REPORT_SENT SORT_REQUEST_SENT "
+     "EXTENDED_SERVICE_SENT RELEASEREQ_SENT CLOSE_SENT CLOSE_RCVD"},
+    {DBV_OE_INITRESP_PDU_FALSE,
+     "INITSENT>ASSOCIATION",
+     "ASSOCIATION OPEN SEARCH_SENT PRESENT_SENT DELETE_SENT SCAN_SENT RESOURCE_REPORT_SENT SORT_REQUEST_SENT "
+     "EXTENDED_SERVICE_SENT RELEASEREQ_SENT CLOSE_SENT CLOSE_RCVD"},
+    {DBV_OE_SEARCHREQ, "OPEN>SEARCH_SENT", ""},
+    {DBV_OE_SEARCHRESP_PDU,
+     "SEARCH_SENT>OPEN RELEASEREQ_SENT>RELEASEREQ_SENT CLOSE_SENT>CLOSE_SENT",
+     "ASSOCIATION INITSENT OPEN PRESENT_SENT DELETE_SENT SCAN_SENT RESOURCE_REPORT_SENT SORT_REQUEST_SENT "
+     "EXTENDED_SERVICE_SENT CLOSE_RCVD"},
+    {DBV_OE_PRESENTREQ, "OPEN>PRESENT_SENT", ""},
+    {DBV_OE_PRESENTRESP_PDU,
+     "PRESENT_SENT>OPEN RELEASEREQ_SENT>RELEASEREQ_SENT CLOSE_SENT>CLOSE_SENT",
+     "ASSOCIATION INITSENT OPEN SEARCH_SENT DELETE_SENT SCAN_SENT RESOURCE_REPORT_SENT SORT_REQUEST_SENT "
+     "EXTENDED_SERVICE_SENT CLOSE_RCVD"},
+    {DBV_OE_DELETEREQ, "OPEN>DELETE_SENT", ""},
+    {DBV_OE_DELETERESP_PDU,
+     "DELETE_SENT>OPEN RELEASEREQ_SENT>RELEASEREQ_SENT CLOSE_SENT>CLOSE_SENT",
+     "ASSOCIATION INITSENT OPEN SEARCH_SENT PRESENT_SENT SCAN_SENT RESOURCE_REPORT_SENT SORT_REQUEST_SENT "
+     "EXTENDED_SERVICE_SENT CLOSE_RCVD"},
+    {DBV_OE_SCANREQ, "OPEN>SCAN_SENT", ""},
+    {DBV_OE_SCANRESP_PDU,
+     "SCAN_SENT>OPEN RELEASEREQ_SENT>RELEASEREQ_SENT CLOSE_SENT>CLOSE_SENT",
+     "ASSOCIATION INITSENT OPEN SEARCH_SENT PRESENT_SENT DELETE_SENT RESOURCE_REPORT_SENT SORT_REQUEST_SENT "
+     "EXTENDED_SERVICE_SENT CLOSE_RCVD"},
+    {DBV_OE_RESOURCEREQ, "OPEN>RESOURCE_REPORT_SENT", ""},
+    {DBV_OE_RESOURCERESP_PDU,
+     "RESOURCE_REPORT_SENT>OPEN RELEASEREQ_SENT>RELEASEREQ_SENT CLOSE_SENT>CLOSE_SENT",
+     "ASSOCIATION INITSENT OPEN SEARCH_SENT PRESENT_SENT DELETE_SENT SCAN_SENT SORT_REQUEST_SENT "
+     "EXTENDED_SERVICE_SENT CLOSE_RCVD"},
+    {DBV_OE_SORTREQ, "OPEN>SORT_REQUEST_SENT", ""},
+    {DBV_OE_SORTRESP_PDU,
+     "SORT_REQUEST_SENT>OPEN RELEASEREQ_SENT>RELEASEREQ_SENT CLOSE_SENT>CLOSE_SENT",
+     "ASSOCIATION INITSENT OPEN SEARCH_SENT PRESENT_SENT DELETE_SENT SCAN_SENT RESOURCE_REPORT_SENT "
+     "EXTENDED_SERVICE_SENT CLOSE_RCVD"},
+    {DBV_OE_SEGMENTREQ_PDU,
+     "PRESENT_SENT>PRESENT_SENT RELEASEREQ_SENT>RELEASEREQ_SENT CLOSE_SENT>CLOSE_SENT",
+     "ASSOCIATION INITSENT OPEN SEARCH_SENT DELETE_SENT SCAN_SENT RESOURCE_REPORT_SENT SORT_REQUEST_SENT "
+     "EXTENDED_SERVICE_SENT CLOSE_RCVD"},
+    {DBV_OE_EXTENDEDREQ, "OPEN>EXTENDED_SERVICE_SENT", ""},
+    {DBV_OE_EXTENDEDRESP_PDU,
+     "EXTENDED_SERVICE_SENT>OPEN RELEASEREQ_SENT>RELEASEREQ_SENT CLOSE_SENT>CLOSE_SENT",
+     "ASSOCIATION INITSENT OPEN SEARCH_SENT PRESENT_SENT DELETE_SENT SCAN_SENT RESOURCE_REPORT_SENT SORT_REQUEST_SENT "
+     "CLOSE_RCVD"},
+    {DBV_OE_IRELREQ, "ASSOCIATION>RELEASEREQ_SENT OPEN>RELEASEREQ_SENT", ""},
+    {DBV_OE_ARELREQ_IND,
+     "",
+     "ASSOCIATION INITSENT OPEN SEARCH_SENT PRESENT_SENT DELETE_SENT SCAN_SENT RESOURCE_REPORT_SENT SORT_REQUEST_SENT "
+     "EXTENDED_SERVICE_SENT RELEASEREQ_SENT CLOSE_SENT CLOSE_RCVD"},
+    {DBV_OE_ARELRESP_IND,
+     "RELEASEREQ_SENT>DEAD",
+     "ASSOCIATION INITSENT OPEN SEARCH_SENT PRESENT_SENT DELETE_SENT SCAN_SENT RESOURCE_REPORT_SENT SORT_REQUEST_SENT "
+     "EXTENDED_SERVICE_SENT CLOSE_SENT CLOSE_RCVD"},
+    {DBV_OE_AABORT_IND,
+     "ASSOCREQ_INPROGRESS>DEAD ASSOCIATION>DEAD INITSENT>DEAD OPEN>DEAD SEARCH_SENT>DEAD PRESENT_SENT>DEAD "
+     "DELETE_SENT>DEAD SCAN_SENT>DEAD RESOURCE_REPORT_SENT>DEAD SORT_REQUEST_SENT>DEAD EXTENDED_SERVICE_SENT>DEAD "
+     "RELEASEREQ_SENT>DEAD CLOSE_SENT>DEAD CLOSE_RCVD>DEAD ERROR>DEAD",
+     ""},
+    {DBV_OE_IABORTREQ,
+     "ASSOCREQ_INPROGRESS>DEAD ASSOCIATION>DEAD INITSENT>DEAD OPEN>DEAD SEARCH_SENT>DEAD PRESENT_SENT>DEAD "
+     "DELETE_SENT>DEAD SCAN_SENT>DEAD RESOURCE_REPORT_SENT>DEAD SORT_REQUEST_SENT>DEAD EXTENDED_SERVICE_SENT>DEAD "
+     "RELEASEREQ_SENT>DEAD CLOSE_SENT>DEAD CLOSE_RCVD>DEAD ERROR>DEAD",
+     ""},
+    {DBV_OE_CLOSEREQ_PDU,
+     "OPEN>CLOSE_RCVD SEARCH_SENT>CLOSE_RCVD PRESENT_SENT>CLOSE_RCVD DELETE_SENT>CLOSE_RCVD SCAN_SENT>CLOSE_RCVD "
+     "RESOURCE_REPORT_SENT>CLOSE_RCVD SORT_REQUEST_SENT>CLOSE_RCVD EXTENDED_SERVICE_SENT>CLOSE_RCVD "
+     "RELEASEREQ_SENT>RELEASEREQ_SENT CLOSE_SENT>ASSOCIATION ERROR>CLOSE_RCVD",
+     "ASSOCIATION INITSENT"},
+    {DBV_OE_CLOSEREQ,
+     "OPEN>CLOSE_SENT SEARCH_SENT>CLOSE_SENT PRESENT_SENT>CLOSE_SENT DELETE_SENT>CLOSE_SENT SCAN_SENT>CLOSE_SENT "
+     "RESOURCE_REPORT_SENT>CLOSE_SENT SORT_REQUEST_SENT>CLOSE_SENT EXTENDED_SERVICE_SENT>CLOSE_SENT ERROR>CLOSE_SENT",
+     ""},
+    {DBV_OE_CLOSERESP, "ASSOCREQ_INPROGRESS>DEAD CLOSE_RCVD>ASSOCIATION", ""},
+    {DBV_OE_DECODE_FAILED,
+     "",
+     "ASSOCIATION INITSENT OPEN SEARCH_SENT PRESENT_SENT DELETE_SENT SCAN_SENT RESOURCE_REPORT_SENT SORT_REQUEST_SENT "
+     "EXTENDED_SERVICE_SENT CLOSE_SENT CLOSE_RCVD"},
+    {DBV_OE_ACCCNTREQ_PDU,
+     "INITSENT>ACCCNT_RCVD SEARCH_SENT>ACCCNT_RCVD PRESENT_SENT>ACCCNT_RCVD DELETE_SENT>ACCCNT_RCVD "
+     "SCAN_SENT>ACCCNT_RCVD RESOURCE_REPORT_SENT>ACCCNT_RCVD SORT_REQUEST_SENT>ACCCNT_RCVD "
+     "EXTENDED_SERVICE_SENT>ACCCNT_RCVD",
+     ""},
+    {DBV_OE_ACCCNTRSP, "ACCCNT_RCVD>previous", ""},
+    {DBV_OE_RESCNTREQ_PDU,
+     "INITSENT>RESCNT_RCVD SEARCH_SENT>RESCNT_RCVD PRESENT_SENT>RESCNT_RCVD DELETE_SENT>RESCNT_RCVD "
+     "SCAN_SENT>RESCNT_RCVD RESOURCE_REPORT_SENT>RESCNT_RCVD SORT_REQUEST_SENT>RESCNT_RCVD "
+     "EXTENDED_SERVICE_SENT>RESCNT_RCVD",
+     ""},
+    {DBV_OE_RESCNTRSP, "RESCNT_RCVD>previous", ""},
+    {DBV_OE_TRIGRESCNTREQ,
+     "SEARCH_SENT>SEARCH_SENT PRESENT_SENT>PRESENT_SENT DELETE_SENT>DELETE_SENT SCAN_SENT>SCAN_SENT "
+     "RESOURCE_REPORT_SENT>RESOURCE_REPORT_SENT SORT_REQUEST_SENT>SORT_REQUEST_SENT "
+     "EXTENDED_SERVICE_SENT>EXTENDED_SERVICE_SENT RELEASEREQ_SENT>RELEASEREQ_SENT CLOSE_SENT>CLOSE_SENT "
+     "CLOSE_RCVD>CLOSE_RCVD",
+     ""},
+};
+
+// The number of the state named without its prefix.
+int32_t StateNamed(const std::string &name)
+{
+    for (int32_t state = 1; state < DBV_OS_COUNT; state++) {
+        if (OriginStateName(state) == "DBV_OS_" + name)
+            return state;
+    }
+    ADD_FAILURE() << "no state " << name;
+    return 0;
+}
+
+struct Cell {
+    int32_t code; // 0 when accepted
+    int32_t next;
+};
+
+// The row's cell for the state; the way back from an excursion leads to
+// DBV_OS_OPEN (see SaveOpenAsPrevious).
+Cell ExpectedCell(const Row &row, int32_t state)
+{
+    std::istringstream moves(row.moves), errors(row.errorIn);
+    for (std::string move; moves >> move;) {
+        size_t arrow = move.find('>');
+        std::string to = move.substr(arrow + 1);
+        if (StateNamed(move.substr(0, arrow)) == state)
+            return {0, to == "previous" ? DBV_OS_OPEN : StateNamed(to)};
+    }
+    for (std::string name; errors >> name;) {
+        if (StateNamed(name) == state)
+            return {SI_ERR_EVENT_IS_ERROR, DBV_OS_ERROR};
+    }
+    return {SI_ERR_EVENT_INVALID, state};
+}
+
+// Leaves DBV_OS_OPEN by an ordinary transition: the state saved for the way
+// back from an excursion is then DBV_OS_OPEN.
+void SaveOpenAsPrevious()
+{
+    Association scratch(DBV_OS_OPEN);
+    EXPECT_EQ(Feed(scratch.id, DBV_OE_SEARCHREQ).result, 0);
+}
 
 TEST(OriginStateMachine, EveryCellOfTheTable)
 {
+    ASSERT_EQ(sizeof kRows / sizeof kRows[0], static_cast<size_t>(DBV_OE_COUNT - 1));
     for (int32_t event = 1; event < DBV_OE_COUNT; event++) {
-        for (int32_t state = 1; kTable[event - 1] && state < DBV_OS_COUNT; state++) {
+        const Row &row = kRows[event - 1];
+        ASSERT_EQ(row.event, event) << "one row per event, in their order";
+        for (int32_t state = 1; state < DBV_OS_COUNT; state++) {
             SCOPED_TRACE(std::string(OriginEventName(event)) + " in " + OriginStateName(state));
-            char cell = kTable[event - 1][state - 1];
+            Cell cell = ExpectedCell(row, state);
+            SaveOpenAsPrevious();
             Association a(state);
             Outcome outcome = Feed(a.id, event);
-            EXPECT_EQ(outcome.code, cell == '.' ? SI_ERR_EVENT_INVALID : cell == 'E' ? SI_ERR_EVENT_IS_ERROR : 0);
-            EXPECT_EQ(a.State(), cell == '.' ? state : cell == 'E' ? DBV_OS_ERROR
-                                                                   : static_cast<int32_t>(kStates.find(cell)) + 1);
+            EXPECT_EQ(outcome.code, cell.code);
+            EXPECT_EQ(outcome.result, cell.code ? 1 : 0);
+            EXPECT_EQ(a.State(), cell.next);
         }
     }
 }
 
 TEST(OriginStateMachine, RefusalsOfUnaskedEventsUnknownAssociationsAndOutOfRangeEvents)
 {
+    const struct {
+        int32_t state, event;
+        const char *text;
+    } unasked[] = {
+        {DBV_OS_OPEN, DBV_OE_SEARCHRESP_PDU, "Incoming event DBV_OE_SEARCHRESP_PDU is an error for state DBV_OS_OPEN"},
+        {DBV_OS_INITSENT, DBV_OE_CLOSEREQ_PDU,
+         "Incoming event DBV_OE_CLOSEREQ_PDU is an error for state DBV_OS_INITSENT"},
+    };
+    for (const auto &c : unasked) {
+        Association a(c.state);
+        Outcome outcome = Feed(a.id, c.event);
+        EXPECT_EQ(outcome.result, 1);
+        EXPECT_EQ(outcome.text, c.text);
+    }
     Association open(DBV_OS_OPEN);
-    Outcome unasked = Feed(open.id, DBV_OE_SEARCHRESP_PDU);
-    EXPECT_EQ(unasked.result, 1);
-    EXPECT_EQ(unasked.text, "Incoming event DBV_OE_SEARCHRESP_PDU is an error for state DBV_OS_OPEN");
     Outcome unknown = Feed(987654, DBV_OE_SEARCHREQ);
     EXPECT_EQ(unknown.result, 1);
     EXPECT_EQ(unknown.code, SI_ERR_INVALID_ASSOCIATION);

@@ -115,6 +115,11 @@ def syntax_cases():
                          asked(*wanted))]
 
 
+def bit_text(octets):
+    """The bits of the octets as a text of "1" and "0", first bit first."""
+    return "".join(format(octet, "08b") for octet in octets)
+
+
 def record_cases():
     """Every kind of record, from position 3, in one answer with a partial present status."""
     table = [(entry(z.USMARC, BIB), 0, BIB), (entry("1.2.840.10003.5.1", BIB), 0, BIB),
@@ -124,7 +129,10 @@ def record_cases():
              (entry(z.SUTRS, single_asn1=z.string('two\nlines, "q"\r')), 0, 'two\nlines, "q"\r'),
              (entry(z.SUTRS, single_asn1=z.string("")), 0, ""),
              (entry(z.SUMMARY, single_asn1=z.summary_record("Moby Dick")), 0, "Title:\nMoby Dick"),
-             (entry(None, arbitrary="10110"), 0, "10110"),
+             # Arbitrary bits: the octets that carry them, as text; a last partial octet too.
+             (entry(None, arbitrary=bit_text(b"ABC")), 0, "ABC"),
+             (entry(None, arbitrary=bit_text(b"A@")[:10]), 0, "A@"),
+             (entry(None, arbitrary=""), 0, ""),
              (z.name_plus_record(z.surrogate_diagnostic(14)), 14,
               "Cannot display the results - please retry or contact the host"),
              (z.name_plus_record(z.surrogate_diagnostic(34, "no text")), 34, ""),

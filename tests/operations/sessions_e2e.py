@@ -217,7 +217,8 @@ class SessionsTest(CaseTest):
 
     def test_target_ends_an_operation(self):
         """A hang-up, a PDU of another type (refused by the state machine), a
-        Close from the target, or silence where each operation's answer belongs."""
+        Close from the target, or silence where each operation's answer belongs.
+        A Close in answer to the Initialize is refused too: no session started."""
         query = search("@use=4@term=x")
         operations = [  # name, lines after INITIALIZE, answers and lines before the operation's, failure, other PDU
             ("initialize", [], [], [], INIT_FAILED, z.search_response(3)),
@@ -229,11 +230,14 @@ class SessionsTest(CaseTest):
         cases = []
         for name, lines, before, shown, failed, other in operations:
             kinds = sent("initRequest", *[text.split()[0][12:].lower() + "Request" for text in lines])
-            table = [("hang-up", z.hang_up(), failed, None),
-                     ("other-pdu", z.answer(other), failed[:-1] + " (Error: 81),", None),
-                     ("close-reason-10", z.send_close(10), failed, kinds), ("silent", z.silent(), failed, waited(2))]
+            refused = failed[:-1] + " (Error: 81),"
+            close_refused = name == "initialize"
+            table = [("hang-up", z.hang_up(), failed, None), ("other-pdu", z.answer(other), refused, None),
+                     ("close-reason-10", z.send_close(10), refused if close_refused else failed, kinds),
+                     ("silent", z.silent(), failed, waited(2))]
             table += [("close-reason-%d" % reason, z.send_close(reason, "bye"),
-                       "%s,6000,%s," % (failed.split(",")[0], text), kinds) for reason, text in enumerate(CLOSE_TEXTS)]
+                       refused if close_refused else "%s,6000,%s," % (failed.split(",")[0], text), kinds)
+                      for reason, text in enumerate(CLOSE_TEXTS)]
             cases += [session_case(name + "-" + suffix, [init(QueryTimeout=2)] + lines, before + [step],
                                    [ECHO] + shown + [last], check) for suffix, step, last, check in table]
         self.run_cases(cases)

@@ -87,11 +87,11 @@ DbvExternal *Summary(std::optional<std::string> title)
     return record;
 }
 
-DbvExternal *Arbitrary(const char *bits)
+DbvExternal *Arbitrary(std::optional<std::string> octets)
 {
     DbvExternal *record = New<DbvExternal>();
     record->eValueType = EVT_Arbitrary;
-    record->uExternalValue.psArbitrary = bits ? Text(bits) : nullptr;
+    record->uExternalValue.psArbitrary = octets ? Octets(*octets) : nullptr;
     return record;
 }
 
@@ -106,7 +106,7 @@ TEST_F(RenderTest, TextRecords)
         {RenderSutrsRecord, Summary("x"), {"1", "1", "Invalid SUTRS record data"}},
         {RenderSummaryRecord, Summary(""), {"1", "0", "Title:\n"}},
         {RenderSummaryRecord, Summary(std::nullopt), {"1", "1", "Invalid SUMMARY record data"}},
-        {RenderArbitraryRecord, Arbitrary(nullptr), {"1", "1", "Invalid ARBITRARY record data"}},
+        {RenderArbitraryRecord, Arbitrary(std::nullopt), {"1", "1", "Invalid ARBITRARY record data"}},
         {RenderArbitraryRecord, Sutrs("x"), {"1", "1", "Invalid ARBITRARY record data"}},
     };
     for (const auto &c : cases)

@@ -317,7 +317,7 @@ class DbvModel:
         choice.selector, choice.union = 'eValueType', 'uExternalValue'
         choice.fields = [Field('psSingleASN1Type', Value('STRUCT', dtype=single), True, True, None, 1),
                          Field('psOctetAligned', Value('OCTS'), True, True, None, 2),
-                         Field('psArbitrary', Value('BITS'), False, True, None, 3)]
+                         Field('psArbitrary', Value('OCTS'), True, True, None, 3)]
         choice.enum = self.new_enum(None, 'EVT', [('EVT_SingleASN1Type', 1), ('EVT_OctetAligned', 2),
                                                   ('EVT_Arbitrary', 3)], False)
         external = DType('DbvExternal')
