@@ -29,7 +29,7 @@ KINDS = [(p.entry(z.USMARC, p.BIB), p.BIB),
          (p.entry(z.SUMMARY, single_asn1=z.summary_record("Moby Dick")), "Title:\nMoby Dick"),
          (p.entry(z.GRS1, single_asn1=z.sequence(z.SEQUENCE, z.tagged_element(3, "Id", z.oid("1.2.3.4")))),
           "<B>Id:</B>   1.2.3.4<BR>"),
-         (p.entry(None, arbitrary="10110"), "10110")]
+         (p.entry(None, arbitrary=p.bit_text(b"ABC")), "ABC")]
 TERMS = [z.term_info("kim", "Kim", 3), z.term_info("kite", None, 1)]
 
 
