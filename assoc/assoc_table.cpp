@@ -19,6 +19,7 @@ const uint32_t kDefaultReceiveLimit = 16u * 1024 * 1024;
 std::vector<AssocEntry *> assocTable;
 DbvAssocId nextId = 1;
 
+// Microseconds on the steady clock.
 int64_t SteadyMicros()
 {
     return std::chrono::duration_cast<std::chrono::microseconds>(
