@@ -1,5 +1,6 @@
 #include "assoc/assoc_table.h"
 
+#include <chrono>
 #include <cstring>
 #include <vector>
 
@@ -17,6 +18,14 @@ const uint32_t kDefaultReceiveLimit = 16u * 1024 * 1024;
 // In order of creation; lookups run from the start.
 std::vector<AssocEntry *> assocTable;
 DbvAssocId nextId = 1;
+
+// Microseconds on the steady clock.
+int64_t SteadyMicros()
+{
+    return std::chrono::duration_cast<std::chrono::microseconds>(
+               std::chrono::steady_clock::now().time_since_epoch())
+        .count();
+}
 
 DbvAssocId TakeId()
 {
@@ -93,6 +102,26 @@ void AssocDrop(DbvAssocId assocId)
             SocketClose(entry->socket);
         AssocRemove(assocId);
     }
+}
+
+int64_t AssocReadWait(const AssocEntry *entry, int64_t idleMicros)
+{
+    if (entry->readDeadline == 0)
+        return idleMicros;
+    int64_t left = entry->readDeadline - SteadyMicros();
+    if (left < 0)
+        left = 0;
+    return idleMicros >= 0 && idleMicros < left ? idleMicros : left;
+}
+
+extern "C" int SISetReadDeadline(DbvAssocId lAssocId, int32_t lSeconds, SIError **ppsError)
+{
+    *ppsError = nullptr;
+    AssocEntry *entry = nullptr;
+    if (AssocLookUp(lAssocId, &entry, ppsError) != 0)
+        return SI_NOTOK;
+    entry->readDeadline = lSeconds < 0 ? 0 : SteadyMicros() + static_cast<int64_t>(lSeconds) * 1000000;
+    return SI_OK;
 }
 
 void AssocSetNextId(DbvAssocId next)

@@ -16,6 +16,7 @@ typedef struct AssocEntry {
     int32_t protocolState; /* DBV_OS_ for an origin */
     int32_t role;          /* ROLE_ORIGIN, anything else a target */
     uint32_t receiveLimit; /* the largest PDU this association accepts */
+    int64_t readDeadline;  /* steady-clock microseconds at which reads give up; 0: never */
 } AssocEntry;
 
 /* The entry of a live association, or NULL. */
@@ -38,6 +39,11 @@ void AssocRemove(DbvAssocId assocId);
 /* After an SI_Abort failure: the association's trace entry goes, its socket
  * is closed and its entry removed; the id is no longer valid. */
 void AssocDrop(DbvAssocId assocId);
+
+/* How long a read on the association may wait for its next octets: the
+ * idle limit idleMicros (negative: none), cut to what is left before the
+ * association's read deadline (0 once it has passed). */
+int64_t AssocReadWait(const AssocEntry *entry, int64_t idleMicros);
 
 /* Sets the id counter (ids are taken from it in turn, wrapping from
  * 2,147,483,647 to 0 and skipping ids in use). */

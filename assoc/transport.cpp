@@ -308,9 +308,11 @@ int SIReadOctets(DbvAssocId assocId, int32_t wait, unsigned char **octets, uint3
             SISetError(slot, assocId, SI_Interface_Error, SI_ERR_OUT_OF_MEMORY, Association_Open, "Out of memory");
             return SI_READ_FAILED;
         }
-        // The rest of a PDU must come within the wait as well, so that a
-        // target that stops in the middle of one cannot hold the caller.
-        if (available > 0 && wait > 0 && WaitFor(socket, SOCKET_READABLE, Micros(wait)) == 0) {
+        // The rest of a PDU must come within the wait as well, and before
+        // the read deadline, so that a target that stops in the middle of
+        // one, or drips it, cannot hold the caller.
+        int64_t rest = AssocReadWait(entry, wait > 0 ? Micros(wait) : -1);
+        if (available > 0 && rest >= 0 && (rest == 0 || WaitFor(socket, SOCKET_READABLE, rest) == 0)) {
             MemFree(buffer);
             SetAssociationLost(slot, assocId);
             return SI_READ_FAILED;
@@ -323,7 +325,7 @@ int SIReadOctets(DbvAssocId assocId, int32_t wait, unsigned char **octets, uint3
         }
         int error = SocketLastError();
         if (got < 0 && SocketErrorKindOf(error) == SOCKET_ERROR_WOULD_BLOCK) {
-            WaitFor(socket, SOCKET_READABLE, wait > 0 ? Micros(wait) : -1);
+            WaitFor(socket, SOCKET_READABLE, rest);
             continue;
         }
         MemFree(buffer);

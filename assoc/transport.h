@@ -26,10 +26,12 @@ int SISendOctets(DbvAssocId assocId, const unsigned char *octets, uint32_t count
 
 /* Waits for the association to become readable (wait in seconds: 0 a
  * 1-millisecond poll, negative without limit), then reads exactly one PDU
- * and nothing after it; with a positive wait, a PDU whose rest does not
- * follow within the wait fails as a lost association (code 2). On SI_READ_DONE *octets (released with MemFree) and
- * *count hold the PDU. A PDU longer than the association accepts is
- * refused before it is read or allocated. */
+ * and nothing after it. A PDU whose rest does not follow within a positive
+ * wait, or is not complete when the association's read deadline
+ * (SISetReadDeadline) passes, fails as a lost association (code 2). On
+ * SI_READ_DONE *octets (released with MemFree) and *count hold the PDU. A
+ * PDU longer than the association accepts is refused before it is read or
+ * allocated. */
 int SIReadOctets(DbvAssocId assocId, int32_t wait, unsigned char **octets, uint32_t *count, SIError **slot);
 /* SIReadOctets, then decodes the octets into pdu. The octets are handed
  * over even when decoding fails (SI_READ_FAILED, code 60). */

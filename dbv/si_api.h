@@ -180,6 +180,12 @@ void SIFreeEventList(SIEventList *psEvents);
 int SIGetEventLocation(DbvAssocId **pplAssocId, int32_t lTimeout, uint32_t **ppulFileDescriptor,
                        SIEventList **ppsEvents, SIError **ppsError);
 
+/* Bounds the reads on the association from now on: lSeconds from now they
+ * give up, as on a stalled connection, even while octets keep arriving;
+ * a negative lSeconds lifts the bound. SI_OK, or SI_NOTOK for an unknown
+ * association. */
+int SISetReadDeadline(DbvAssocId lAssocId, int32_t lSeconds, SIError **ppsError);
+
 /* Trace levels. */
 enum { Trace_Off = 0, Trace_Low = 1, Trace_High = 2 };
 

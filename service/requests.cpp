@@ -175,7 +175,6 @@ void ProcessRequests()
         WaitNamedMutex(g_service.instance_mutex);
         ClearStatus();
         g_service.response_text.clear();
-        g_service.last_activity = std::time(nullptr);
 
         const char *line = g_service.request_queue + offset;
         std::snprintf(g_service.current_request, sizeof g_service.current_request, "%s", line);
@@ -192,6 +191,10 @@ void ProcessRequests()
 
         const RequestHandler *handler = FindHandler(type);
         bool success = handler && RunHandler(*handler);
+        // The idle limit counts from the end of the last request: one that
+        // outlasted it must not end the process, and its response file with
+        // it, before the distributor has read the lines.
+        g_service.last_activity = std::time(nullptr);
         int next_state = handler ? (success ? handler->state_after_success : handler->state_after_failure) : 0;
         if (next_state)
             g_service.session_state = next_state;

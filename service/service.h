@@ -31,7 +31,7 @@ const size_t kValueSize = 100;
 struct ServiceState {
     WindowHandle instance_window;
     NamedMutex instance_mutex;
-    std::time_t last_activity;
+    std::time_t last_activity; // start-up, or the end of the last request: the idle limit counts from it
     long session_timeout = 30;
     int session_state = SESSION_NONE;
     unsigned toolbar_message;

@@ -3,6 +3,8 @@
 // session never sends a Close: the association is aborted.
 #include "session/session.h"
 
+#include <chrono>
+#include <cstdint>
 #include <cstdio>
 #include <ctime>
 
@@ -47,6 +49,42 @@ void AbortQuietly()
     DbvAbortRequest(g_session.association, &error);
     SIFreeError(error);
     ForgetAssociation();
+}
+
+// One operation lasts at most this many wait time-outs, however slowly its
+// octets keep arriving.
+const long kOperationWaits = 10;
+
+// When the operation must end: idle is the wait time-out in seconds (0 or
+// below: no limit, and no end either).
+struct OperationClock {
+    long idle;
+    std::chrono::steady_clock::time_point end;
+};
+
+// Starts the operation's clock, and bounds the association's reads by its end.
+OperationClock StartOperationClock(long idle)
+{
+    long long total = idle > 0 ? static_cast<long long>(idle) * kOperationWaits : -1;
+    if (total > INT32_MAX)
+        total = INT32_MAX;
+    SIError *error = nullptr;
+    SISetReadDeadline(g_session.association, static_cast<int32_t>(total), &error);
+    SIFreeError(error);
+    return {idle, std::chrono::steady_clock::now() + std::chrono::seconds(total > 0 ? total : 0)};
+}
+
+// The next wait in seconds: the idle limit, cut to the whole seconds left
+// before the end (rounded up); 0 once the end has passed; -1 without limit.
+int32_t NextWait(const OperationClock &clock)
+{
+    if (clock.idle <= 0)
+        return -1;
+    auto left = std::chrono::duration_cast<std::chrono::milliseconds>(clock.end - std::chrono::steady_clock::now());
+    if (left.count() <= 0)
+        return 0;
+    long long seconds = (left.count() + 999) / 1000;
+    return static_cast<int32_t>(seconds < clock.idle ? seconds : clock.idle);
 }
 
 // INITIALIZE keys with their defaults, as the Initialize request carries them.
@@ -296,14 +334,15 @@ bool AwaitResponse(DbvReceivedPdu **pdu, long *error_number)
     ShowStatus("Waiting for service to reply...");
     *pdu = nullptr;
     *error_number = 0;
-    int32_t wait = g_session.wait_timeout > 0 ? static_cast<int32_t>(g_session.wait_timeout) : -1;
+    OperationClock clock = StartOperationClock(g_session.wait_timeout);
     while (!*pdu) {
+        int32_t wait = NextWait(clock);
         DbvAssocId association = g_session.association;
         DbvAssocId *associations[] = {&association, nullptr};
         uint32_t *descriptors[] = {nullptr};
         SIEventList *events = nullptr;
         SIError *error = nullptr;
-        int waited = SIGetEventLocation(associations, wait, descriptors, &events, &error);
+        int waited = wait == 0 ? SI_OK : SIGetEventLocation(associations, wait, descriptors, &events, &error);
         bool arrived = events != nullptr;
         SIFreeEventList(events);
         if (waited == SI_OK && !arrived) {
@@ -316,7 +355,9 @@ bool AwaitResponse(DbvReceivedPdu **pdu, long *error_number)
             SIFreeError(error);
             continue;
         }
-        *error_number = ErrorNumber(error);
+        long number = ErrorNumber(error);
+        // An answer still unfinished when its time is up fails as a silent one does.
+        *error_number = NextWait(clock) == 0 ? 0 : number;
         SIFreeError(error);
         DbvFreeReceivedPdu(*pdu);
         *pdu = nullptr;

@@ -34,9 +34,10 @@ void ReleaseSession();
 
 // Waits for the next PDU of the session: true with the PDU (the caller's
 // to free) and error number 0; false with the toolkit's error number, or
-// with 0 when the wait time-out passed with nothing received (the
-// association is then aborted, so that a late answer is never taken for
-// the answer to a later request).
+// with 0 when the wait time-out passed with nothing received or the PDU
+// was still incomplete after ten wait time-outs in all (the association is
+// then aborted, so that a late answer is never taken for the answer to a
+// later request).
 bool AwaitResponse(DbvReceivedPdu **pdu, long *error_number);
 
 // Waits for the answer to the request just sent: the PDU when it is of the

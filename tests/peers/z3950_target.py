@@ -37,6 +37,7 @@ keep the connection until the client closes it (MODE "keep") or close it
 import collections
 import os
 import socket
+import struct
 import subprocess
 import sys
 import tempfile
@@ -433,6 +434,27 @@ def opac_record(bibliographic=None, holdings=None):
                     None if holdings is None else sequence(ctx(2), *holdings))
 
 
+def deep_generic_record(depth):
+    """A GRS-1 GenericRecord whose elements nest depth deep, each holding the
+    next as its subtree, the innermost a string. Built from the inside out
+    with lengths alone, since each element's child is its last part: the
+    record is every level's octets in front of its child, then the innermost
+    element (no recursion, no copy of the record per level)."""
+    innermost = tagged_element(2, 1, string("x"))
+    tag_fields = integer(2, ctx(1)) + explicit(ctx(2), integer(1, ctx(2)))
+    fronts, size = [], len(innermost)
+    for _ in range(depth - 1):
+        # subtree(child) is [6] { SEQUENCE { child } } inside the element's [4].
+        front = b""
+        for tag in (SEQUENCE, ctx(6), ctx(4)):
+            header = identifier(tag, True) + definite_length(size)
+            front, size = header + front, size + len(header)
+        header = identifier(SEQUENCE, True) + definite_length(len(tag_fields) + size)
+        fronts.append(header + tag_fields + front)
+        size += len(header) + len(tag_fields)
+    return identifier(SEQUENCE, True) + definite_length(size) + b"".join(reversed(fronts)) + innermost
+
+
 def summary_record(title):
     return sequence(SEQUENCE, string(title, ctx(1)))
 
@@ -495,6 +517,17 @@ def silent():
 def hang_up():
     """Take a PDU and close the connection."""
     return Step("hang up", b"", 0.0)
+
+
+def drip(octets_, every):
+    """Take a PDU and send the octets one at a time, every seconds apart."""
+    return Step("drip", octets_, every)
+
+
+def half(octets_, then):
+    """Take a PDU, send the first half of the octets, then "close" the
+    connection, "reset" it (an RST, not a FIN) or "stall" (send nothing more)."""
+    return Step("half, " + then, octets_, 0.0)
 
 
 def send_close(reason, diagnostic=None):
@@ -605,10 +638,23 @@ class ScriptedTarget:
                     continue
                 if step.action == "hang up":
                     break
+                if step.action == "drip":
+                    for octet in step.octets:
+                        sock.sendall(bytes([octet]))
+                        time.sleep(step.delay)
+                    continue
                 time.sleep(step.delay)
                 if step.before:
                     step.before()
-                sock.sendall(step.octets)
+                if step.action == "answer":
+                    sock.sendall(step.octets)
+                    continue
+                sock.sendall(step.octets[:len(step.octets) // 2])
+                if step.action == "half, stall":
+                    continue
+                if step.action == "half, reset":
+                    sock.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, struct.pack("ii", 1, 0))
+                break
         except (OSError, DecodeError):
             pass
         finally:

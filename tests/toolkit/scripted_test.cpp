@@ -164,6 +164,35 @@ TEST_F(Scripted, EachPduIsReadWholeAndNothingBeyondItAndAnAbsurdLengthIsRefused)
     EXPECT_EQ(Abort(id), SI_OK);
 }
 
+// A PDU that trickles in within the idle limit is read whole, unless the
+// association's read deadline passes first: then it fails as a stalled one.
+TEST_F(Scripted, ATricklingPduIsReadUntilTheReadDeadline)
+{
+    const Bytes pdu = {0xB5, 0x03, 0x02, 0x01, 0x07}; // an octet every 300 ms: whole after 1.2 s
+    const struct {
+        int32_t deadline;
+        int result;
+        const char *text;
+        double seconds;
+    } cases[] = {{-1, SI_READ_DONE, "", 1.2}, {1, SI_READ_FAILED, "This association has been unexpectedly lost", 1.0}};
+    for (const auto &c : cases) {
+        DbvAssocId id = OpenScripted("keep", pdu, 1, 300);
+        SIError *error = nullptr;
+        EXPECT_EQ(SISetReadDeadline(id, c.deadline, &error), SI_OK);
+        auto start = std::chrono::steady_clock::now();
+        Bytes octets;
+        std::string text;
+        EXPECT_EQ(Read(id, 1, &octets, &text), c.result) << c.deadline;
+        EXPECT_NEAR(std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count(), c.seconds, 0.25);
+        EXPECT_EQ(text, c.text);
+        EXPECT_EQ(octets, c.result == SI_READ_DONE ? pdu : Bytes{});
+        EXPECT_EQ(Abort(id), SI_OK);
+    }
+    SIError *error = nullptr;
+    EXPECT_EQ(SISetReadDeadline(987654, 1, &error), SI_NOTOK);
+    EXPECT_EQ(TextOf(error), "The association 987654 is invalid");
+}
+
 // SIAssociate's error text for a target, or for a name looked up in the
 // target names file; no association may be left.
 std::string OpenRefused(const char *host, int port, int32_t kind, const char *name = nullptr)
