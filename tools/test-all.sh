@@ -316,7 +316,7 @@ if cmake -S "$root" -B "$build/sanitize" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DKES
   run_ctest --test-dir "$build/sanitize" -L unit --output-on-failure
   # The whole client against the scripted target: any sanitizer report on
   # its standard error fails the suite.
-  for suite in service/requests_e2e operations/sessions_e2e operations/present_e2e; do
+  for suite in service/requests_e2e operations/sessions_e2e operations/present_e2e operations/faults_e2e; do
     check "$suite under the sanitizers" python3 "$root/tests/$suite.py" --bin "$build/sanitize/bin"
   done
   unset ASAN_OPTIONS
@@ -362,5 +362,6 @@ fi
 step "Benchmarks (figures only, not tests)"
 "$build/native/bin/codec_bench" --benchmark_min_time=0.2 || echo "test-all: codec benchmark did not run"
 cmake --build "$build/native" --target run_toolkit_bench || echo "test-all: toolkit benchmark did not run"
+cmake --build "$build/native" --target run_soak_bench || echo "test-all: soak benchmark did not run"
 
 finish
