@@ -3,7 +3,7 @@
 #ifndef KESTRA_DBV_DBVPROTO_H
 #define KESTRA_DBV_DBVPROTO_H
 
-#include "dbv/si_api.h"
+#include "assoc/si_api.h"
 #include "dbv_types.h"
 #include "dbv/dbv_check.h"
 #include "dbv/dbv_request.h"
