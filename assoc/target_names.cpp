@@ -4,7 +4,7 @@
 #include <cstring>
 
 #include "assoc/errors.h"
-#include "assoc/table_reader.h"
+#include "ui/table_reader.h"
 #include "ui/mem.h"
 
 namespace {
