@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "dbv/dbv_build.h"
-#include "service/service.h"
+#include "exchange/exchange.h"
 #include "ui/dialog.h"
 
 namespace {
@@ -40,7 +40,7 @@ struct QueryTerm {
 
 void ShowQueryError()
 {
-    ShowMessageBox(g_service.instance_window, "Ostrel Web Client", "Error in query formulation", BOX_ICON_STOP);
+    ShowMessageBox(InstanceWindow(), "Ostrel Web Client", "Error in query formulation", BOX_ICON_STOP);
 }
 
 bool NoSearchTerm()

@@ -4,10 +4,10 @@
 #include <cstring>
 
 #include "dbv/dbv_build.h"
+#include "exchange/exchange.h"
 #include "retrieval/query.h"
 #include "retrieval/retrieval.h"
-#include "service/operations.h"
-#include "service/service.h"
+#include "session/session.h"
 
 namespace {
 
@@ -70,7 +70,7 @@ bool ReadScanKeys(ScanKeys *keys)
     RequestInteger("Records", &keys->records, 0);
     RequestInteger("StepSize", &keys->step_size, 1);
     RequestInteger("PreferredPosition", &keys->preferred_position, 1);
-    const std::string &options = g_session.target_options;
+    const std::string &options = GrantedOptions();
     if (options.size() <= kScanOptionBit || options[kScanOptionBit] != '1')
         SetStatus(4002, 0, "Scan Request Error - The scan service is not supported");
     else if (keys->records < 1)
