@@ -8,10 +8,10 @@
 #include <cstring>
 
 #include "dbv/dbv_build.h"
+#include "exchange/exchange.h"
 #include "render/render.h"
 #include "retrieval/retrieval.h"
-#include "service/operations.h"
-#include "service/service.h"
+#include "session/session.h"
 
 namespace {
 
@@ -42,14 +42,6 @@ const struct {
     {"1.2.840.10003.5.105", AT_GenericRecord, RenderGenericRecord},
     {"1.2.840.10003.5.102", AT_OpacRecord, RenderOpacRecord},
 };
-
-std::string UpperCase(const char *text)
-{
-    std::string upper = text;
-    for (char &c : upper)
-        c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-    return upper;
-}
 
 // The preferred record syntax that "RecordSyntax" names, or NULL.
 const char *PreferredSyntax()
