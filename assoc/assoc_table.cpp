@@ -3,9 +3,8 @@
 #include <vector>
 
 #include "assoc/errors.h"
-#include "diag/console.h"
+#include "diag/id_table.h"
 #include "diag/trace.h"
-#include "ui/mem.h"
 
 namespace {
 
@@ -30,10 +29,7 @@ DbvAssocId TakeId()
 
 AssocEntry *AssocFind(DbvAssocId assocId)
 {
-    for (AssocEntry *entry : assocTable)
-        if (entry->assocId == assocId)
-            return entry;
-    return nullptr;
+    return IdTableFind(assocTable, assocId);
 }
 
 int AssocLookUp(DbvAssocId assocId, AssocEntry **entry, SIError **slot)
@@ -60,27 +56,19 @@ const char *AssocStackName(const AssocEntry *entry)
 
 AssocEntry *AssocAdd(int32_t addressKind, SocketHandle socket, int32_t connectStatus)
 {
-    AssocEntry *entry = static_cast<AssocEntry *>(CountedAlloc(sizeof(AssocEntry), "ASSOC"));
-    entry->assocId = TakeId();
+    AssocEntry *entry = IdTableAdd(assocTable, TakeId(), "ASSOC");
     entry->addressKind = addressKind;
     entry->socket = socket;
     entry->connectStatus = connectStatus;
     entry->protocolState = DBV_OS_CLOSED;
     entry->role = ROLE_ORIGIN;
     entry->receiveLimit = kDefaultReceiveLimit;
-    assocTable.push_back(entry);
     return entry;
 }
 
 void AssocRemove(DbvAssocId assocId)
 {
-    for (auto it = assocTable.begin(); it != assocTable.end(); ++it) {
-        if ((*it)->assocId == assocId) {
-            MemFree(*it);
-            assocTable.erase(it);
-            return;
-        }
-    }
+    IdTableRemove(assocTable, assocId);
 }
 
 void AssocDrop(DbvAssocId assocId)
