@@ -67,7 +67,7 @@ void ASN_MakeOid(const char *text, AsnOid *result)
         auto *arc = static_cast<AsnOidArc *>(MemAlloc(sizeof(AsnOidArc)));
         if (!arc) {
             FreeArcs(first);
-            ASN_Abort(-27);
+            ASN_Abort(ASN_ABORT_NO_MEMORY);
         }
         arc->value = static_cast<uint32_t>(std::strtoul(p, nullptr, 10));
         *tail = arc;
@@ -80,7 +80,7 @@ void ASN_MakeOid(const char *text, AsnOid *result)
     result->octs = static_cast<unsigned char *>(MemAlloc(ASN_OidEncodedLength(first)));
     if (!result->octs) {
         FreeArcs(first);
-        ASN_Abort(-27);
+        ASN_Abort(ASN_ABORT_NO_MEMORY);
     }
     ASN_BuildEncodedOid(first, result);
     FreeArcs(first);

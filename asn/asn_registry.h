@@ -24,7 +24,7 @@ typedef struct ASN_RegisteredType {
 } ASN_RegisteredType;
 
 /* Contents octets of a dotted identifier; an allocation failure aborts with
- * -27 (AsnAbort), so C++ callers outside a decode catch it themselves. */
+ * ASN_ABORT_NO_MEMORY (AsnAbort), so C++ callers outside a decode catch it themselves. */
 void ASN_MakeOid(const char *text, AsnOid *result);
 /* Dotted text of an identifier; 0 when it does not fit into size. */
 int ASN_OidToText(const AsnOid *oid, char *text, size_t size);

@@ -419,7 +419,7 @@ class CodecEmitter:
         fn.add('void **slot = (void **)ASN_ListAppend(v);')
         fn.open('if (!slot)')
         fn.add('MemFree(e);')
-        fn.add('ASN_Abort(-27);')
+        fn.add('ASN_Abort(ASN_ABORT_NO_MEMORY);')
         fn.close()
         fn.add('*slot = e;')
         self.emit_dec(fn, nt.module, t, 'e', 'tag', 'len', '&dec', nt.abort)
