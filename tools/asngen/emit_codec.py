@@ -6,7 +6,7 @@ forwards and aborts through the runtime."""
 
 import registrations
 from asnparse import AsnError
-from asnmodel import c_ident, module_file_stem
+from asnmodel import PDU_CHOICE_CODE, c_ident, module_file_stem
 
 INDEF = 'ASN_INDEFINITE_LEN'
 
@@ -529,6 +529,11 @@ class CodecEmitter:
         enum(nt.cname, t.named)
         if t.kind == 'CHOICE':
             enum(nt.cname, [(c.name, i) for i, c in enumerate(t.components)])
+        if nt.abort == PDU_CHOICE_CODE:
+            lines.append('/* The alternative index a PDU keeps when its tag is none of these, and')
+            lines.append(' * the code its decode then aborts with. */')
+            lines.append('enum { ASN_PDU_UNKNOWN = %d, ASN_UNKNOWN_PDU_CODE = %d };'
+                         % (len(t.components), PDU_CHOICE_CODE))
         if t.kind in ('SEQUENCE', 'SET'):
             for c in t.components:
                 if c.name:
