@@ -36,6 +36,12 @@ void ASN_RegisterTypes(const ASN_RegisteredType *types, size_t count, const char
 /* The one-time registration of all groups, guarded by a once flag. */
 void RegisterCodecTypes(void);
 
+/* Generated from the registrations (oid_groups.cpp): the identifiers whose
+ * values the codec decodes as structures, NULL-terminated, and the run of
+ * every registration group in its start-up order. */
+extern const char *const ASN_StructuredOids[];
+void ASN_RunRegistrationGroups(void);
+
 #ifdef __cplusplus
 }
 #endif

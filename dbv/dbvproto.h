@@ -5,6 +5,7 @@
 
 #include "assoc/si_api.h"
 #include "dbv_types.h"
+#include "oid_names.h"
 #include "dbv/dbv_check.h"
 #include "dbv/dbv_request.h"
 
