@@ -84,7 +84,7 @@ bool SendScanRequest(const ScanKeys &keys, uint32_t step_size)
 {
     dbv::Owned<DbvScanReq> request(dbv::New<DbvScanReq>(), DbvFreeScanReq);
     request->ppsDatabaseNames = dbv::List<DbvOctetString>({dbv::Octets(keys.database)});
-    request->pcAttributeSetId = dbv::Text("1.2.840.10003.3.1");
+    request->pcAttributeSetId = dbv::Text(OID_ATTSET_BIB1);
     SetScanAttributes(&request->sAttributesPlusTerm, keys.attributes);
     request->sAttributesPlusTerm.sTerm.eTermType = TT_General;
     request->sAttributesPlusTerm.sTerm.uTerm.psGeneral = dbv::Octets(keys.term);
