@@ -66,11 +66,6 @@ AssocEntry *AssocAdd(int32_t addressKind, SocketHandle socket, int32_t connectSt
     return entry;
 }
 
-void AssocRemove(DbvAssocId assocId)
-{
-    IdTableRemove(assocTable, assocId);
-}
-
 void AssocDrop(DbvAssocId assocId)
 {
     TraceRemove(assocId);
@@ -79,6 +74,11 @@ void AssocDrop(DbvAssocId assocId)
             SocketClose(entry->socket);
         AssocRemove(assocId);
     }
+}
+
+void AssocRemove(DbvAssocId assocId)
+{
+    IdTableRemove(assocTable, assocId);
 }
 
 void AssocSetNextId(DbvAssocId next)
