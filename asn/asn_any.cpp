@@ -152,7 +152,7 @@ AsnLen ASN_EncodeAny(ASN_Buffer *b, AsnAny *any)
 void ASN_DecodeAny(ASN_Buffer *b, AsnAny *any, AsnLen *bytesDecoded)
 {
     if (!any->ai || !any->ai->decode)
-        ASN_Abort(-44);
+        ASN_Abort(ASN_ABORT_ANY_UNKNOWN);
     any->value = ASN_DecAlloc(any->ai->size);
     any->ai->decode(b, any->value, bytesDecoded);
 }

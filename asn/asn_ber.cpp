@@ -29,7 +29,7 @@ void AddSegment(const unsigned char *data, AsnLen len)
         size_t capacity = segments ? segmentCapacity + kSegmentsGrowth : kSegmentsInitial;
         void *grown = MemRealloc(segments, capacity * sizeof(Segment));
         if (!grown)
-            ASN_Abort(-27);
+            ASN_Abort(ASN_ABORT_NO_MEMORY);
         segments = static_cast<Segment *>(grown);
         segmentCapacity = capacity;
     }
@@ -110,17 +110,17 @@ void CollectSegments(ASN_Buffer *b, AsnLen len, AsnLen *bytesDecoded)
         AsnTag tag = ASN_DecodeTag(b, &local);
         if (tag == 0 && len == ASN_INDEFINITE_LEN) {
             if (GetByte(b) != 0 || b->readError)
-                ASN_Abort(-28);
+                ASN_Abort(ASN_ABORT_SEGMENT_EOC);
             local++;
             break;
         }
         AsnLen elmtLen = ASN_DecodeLength(b, &local);
         if (tag == ASN_OCTS_PRIM_TAG) {
             if (elmtLen == ASN_INDEFINITE_LEN)
-                ASN_Abort(-19);
+                ASN_Abort(ASN_ABORT_SEGMENT_FORM);
             AsnLen avail = Remaining(b);
             if (avail == 0 && elmtLen > 0)
-                ASN_Abort(-18);
+                ASN_Abort(ASN_ABORT_SEGMENT_MISSING);
             AsnLen take = elmtLen < avail ? elmtLen : avail;
             AddSegment(b->readLoc, take);
             b->readLoc += take;
@@ -128,7 +128,7 @@ void CollectSegments(ASN_Buffer *b, AsnLen len, AsnLen *bytesDecoded)
         } else if (tag == ASN_OCTS_CONS_TAG) {
             CollectSegments(b, elmtLen, &local);
         } else {
-            ASN_Abort(-19);
+            ASN_Abort(ASN_ABORT_SEGMENT_FORM);
         }
     }
     *bytesDecoded += local;
@@ -302,12 +302,12 @@ AsnLen ASN_EncodeGeneralString(ASN_Buffer *b, const AsnOcts *value)
 
 AsnTag ASN_DecodeTag(ASN_Buffer *b, AsnLen *bytesDecoded)
 {
-    unsigned char octet = GetByteOrAbort(b, -26);
+    unsigned char octet = GetByteOrAbort(b, ASN_ABORT_TAG_MISSING);
     AsnTag tag = static_cast<AsnTag>(octet) << 24;
     AsnLen n = 1;
     if ((octet & 0x1F) == 0x1F) {
         for (int shift = 16; shift >= 8; shift -= 8) {
-            octet = GetByteOrAbort(b, -26);
+            octet = GetByteOrAbort(b, ASN_ABORT_TAG_MISSING);
             tag |= static_cast<AsnTag>(octet) << shift;
             n++;
             if (!(octet & 0x80))
@@ -320,7 +320,7 @@ AsnTag ASN_DecodeTag(ASN_Buffer *b, AsnLen *bytesDecoded)
 
 AsnLen ASN_DecodeLength(ASN_Buffer *b, AsnLen *bytesDecoded)
 {
-    unsigned char octet = GetByteOrAbort(b, -13);
+    unsigned char octet = GetByteOrAbort(b, ASN_ABORT_LENGTH_MISSING);
     (*bytesDecoded)++;
     if (octet < 0x80)
         return octet;
@@ -328,10 +328,10 @@ AsnLen ASN_DecodeLength(ASN_Buffer *b, AsnLen *bytesDecoded)
         return ASN_INDEFINITE_LEN;
     int n = octet & 0x7F;
     if (n > 4)
-        ASN_Abort(-14);
+        ASN_Abort(ASN_ABORT_LENGTH_TOO_LONG);
     AsnLen len = 0;
     for (int i = 0; i < n; i++)
-        len = (len << 8) | GetByteOrAbort(b, -15);
+        len = (len << 8) | GetByteOrAbort(b, ASN_ABORT_LENGTH_OCTETS);
     *bytesDecoded += static_cast<AsnLen>(n);
     return len;
 }
@@ -341,17 +341,17 @@ void ASN_DecodeEoc(ASN_Buffer *b, AsnLen *bytesDecoded)
     unsigned char first = GetByte(b);
     unsigned char second = GetByte(b);
     if (b->readError || first != 0 || second != 0)
-        ASN_Abort(-16);
+        ASN_Abort(ASN_ABORT_EOC);
     *bytesDecoded += 2;
 }
 
 void ASN_DecodeIntContent(ASN_Buffer *b, AsnTag, AsnLen len, AsnInt *result, AsnLen *bytesDecoded)
 {
     if (len > 4)
-        ASN_Abort(-7);
+        ASN_Abort(ASN_ABORT_INT_LENGTH);
     uint32_t v = 0;
     for (AsnLen i = 0; i < len; i++) {
-        unsigned char octet = GetByteOrAbort(b, -8);
+        unsigned char octet = GetByteOrAbort(b, ASN_ABORT_INT_MISSING);
         v = i == 0 ? static_cast<uint32_t>(static_cast<int32_t>(static_cast<signed char>(octet)))
                    : (v << 8) | octet;
     }
@@ -362,15 +362,15 @@ void ASN_DecodeIntContent(ASN_Buffer *b, AsnTag, AsnLen len, AsnInt *result, Asn
 void ASN_DecodeBoolContent(ASN_Buffer *b, AsnTag, AsnLen len, AsnBool *result, AsnLen *bytesDecoded)
 {
     if (len != 1)
-        ASN_Abort(-5);
-    *result = GetByteOrAbort(b, -6) != 0;
+        ASN_Abort(ASN_ABORT_BOOL_LENGTH);
+    *result = GetByteOrAbort(b, ASN_ABORT_BOOL_MISSING) != 0;
     *bytesDecoded += 1;
 }
 
 void ASN_DecodeNullContent(ASN_Buffer *, AsnTag, AsnLen len, AsnNull *result, AsnLen *)
 {
     if (len != 0)
-        ASN_Abort(-17);
+        ASN_Abort(ASN_ABORT_NULL_LENGTH);
     *result = 0;
 }
 
@@ -381,16 +381,16 @@ void ASN_DecodeOctsContent(ASN_Buffer *b, AsnTag tag, AsnLen len, AsnOcts *resul
         return;
     }
     if (len == ASN_INDEFINITE_LEN)
-        ASN_Abort(-20);
-    CopyOut(b, len, result, -20);
+        ASN_Abort(ASN_ABORT_STRING);
+    CopyOut(b, len, result, ASN_ABORT_STRING);
     *bytesDecoded += len;
 }
 
 void ASN_DecodeOidContent(ASN_Buffer *b, AsnTag, AsnLen len, AsnOid *result, AsnLen *bytesDecoded)
 {
     if (len == ASN_INDEFINITE_LEN)
-        ASN_Abort(-21);
-    CopyOut(b, len, result, -21);
+        ASN_Abort(ASN_ABORT_OID);
+    CopyOut(b, len, result, ASN_ABORT_OID);
     *bytesDecoded += len;
 }
 
@@ -398,10 +398,10 @@ void ASN_DecodeBitsContent(ASN_Buffer *b, AsnTag tag, AsnLen len, AsnBits *resul
 {
     // The leading octet counts the unused bits of the last octet.
     if (tag & ASN_CONSTRUCTED_BIT || len == 0 || len == ASN_INDEFINITE_LEN)
-        ASN_Abort(-20);
-    unsigned char unused = GetByteOrAbort(b, -20) & 7;
+        ASN_Abort(ASN_ABORT_STRING);
+    unsigned char unused = GetByteOrAbort(b, ASN_ABORT_STRING) & 7;
     AsnOcts octs = {0, nullptr};
-    CopyOut(b, len - 1, &octs, -20);
+    CopyOut(b, len - 1, &octs, ASN_ABORT_STRING);
     result->bits = octs.octs;
     result->bitLen = octs.octetLen * 8 >= unused ? octs.octetLen * 8 - unused : 0;
     *bytesDecoded += len;
@@ -414,32 +414,32 @@ void ASN_DecodeRealContent(ASN_Buffer *b, AsnTag, AsnLen len, AsnReal *result, A
         return;
     }
     if (len == ASN_INDEFINITE_LEN)
-        ASN_Abort(-24);
-    unsigned char first = GetByteOrAbort(b, -24);
+        ASN_Abort(ASN_ABORT_REAL);
+    unsigned char first = GetByteOrAbort(b, ASN_ABORT_REAL);
     if (Remaining(b) < len - 1)
-        ASN_Abort(-24);
+        ASN_Abort(ASN_ABORT_REAL);
     AsnLen used = 1;
     if (first == 0x40 || first == 0x41) {
         *result = first == 0x40 ? HUGE_VAL : -HUGE_VAL;
     } else {
         if (!(first & 0x80))
-            ASN_Abort(-22);
+            ASN_Abort(ASN_ABORT_REAL_FORM);
         int baseBits = first & 0x30;
         if (baseBits == 0x30)
-            ASN_Abort(-23);
+            ASN_Abort(ASN_ABORT_REAL_BASE);
         int log2Base = baseBits == 0x00 ? 1 : baseBits == 0x10 ? 3 : 4;
         AsnLen expLen = (first & 3) + 1;
         if ((first & 3) == 3) {
-            expLen = GetByteOrAbort(b, -24);
+            expLen = GetByteOrAbort(b, ASN_ABORT_REAL);
             used++;
         }
         if (expLen > 4 || used + expLen > len)
-            ASN_Abort(-24);
+            ASN_Abort(ASN_ABORT_REAL);
         AsnInt exponent = 0;
         ASN_DecodeIntContent(b, 0, expLen, &exponent, &used);
         double mantissa = 0.0;
         for (; used < len; used++)
-            mantissa = mantissa * 256.0 + GetByteOrAbort(b, -24);
+            mantissa = mantissa * 256.0 + GetByteOrAbort(b, ASN_ABORT_REAL);
         int scale = (first >> 2) & 3;
         double value = std::ldexp(mantissa, scale + log2Base * exponent);
         *result = first & 0x40 ? -value : value;
@@ -470,7 +470,7 @@ void *ASN_DecAlloc(size_t size)
 {
     void *p = MemAlloc(size);
     if (!p)
-        ASN_Abort(-27);
+        ASN_Abort(ASN_ABORT_NO_MEMORY);
     return p;
 }
 

@@ -131,7 +131,36 @@ void ASN_DecodeRealContent(ASN_Buffer *b, AsnTag tag, AsnLen len, AsnReal *resul
 int ASN_NextElement(ASN_Buffer *b, AsnLen len, AsnLen *decoded, AsnTag *tag, AsnLen *elmtLen);
 /* Consumes the end-of-contents of an indefinite length; nothing otherwise. */
 void ASN_EndContents(ASN_Buffer *b, AsnLen len, AsnLen *decoded);
-/* A zero-filled allocation; failure aborts the decode with -27. */
+/* The codes a decode aborts with (the generated decoders add codes of their
+ * own types): what was wrong where. */
+enum {
+    ASN_ABORT_BOOL_LENGTH = -5,        /* a BOOLEAN not one octet long */
+    ASN_ABORT_BOOL_MISSING = -6,       /* a BOOLEAN's octet missing */
+    ASN_ABORT_INT_LENGTH = -7,         /* an INTEGER longer than four octets */
+    ASN_ABORT_INT_MISSING = -8,        /* an INTEGER's octets missing */
+    ASN_ABORT_LENGTH_MISSING = -13,    /* no length octet */
+    ASN_ABORT_LENGTH_TOO_LONG = -14,   /* more than four length octets */
+    ASN_ABORT_LENGTH_OCTETS = -15,     /* length octets missing */
+    ASN_ABORT_EOC = -16,               /* no end-of-contents octets */
+    ASN_ABORT_NULL_LENGTH = -17,       /* a NULL with contents */
+    ASN_ABORT_SEGMENT_MISSING = -18,   /* a string segment's octets missing */
+    ASN_ABORT_SEGMENT_FORM = -19,      /* a string segment of another form */
+    ASN_ABORT_STRING = -20,            /* an octet or bit string cut short or of a wrong form */
+    ASN_ABORT_OID = -21,               /* an identifier cut short or indefinite */
+    ASN_ABORT_REAL_FORM = -22,         /* a REAL in decimal form */
+    ASN_ABORT_REAL_BASE = -23,         /* a REAL of a reserved base */
+    ASN_ABORT_REAL = -24,              /* a REAL cut short or too long */
+    ASN_ABORT_TAG_MISSING = -26,       /* tag octets missing */
+    ASN_ABORT_NO_MEMORY = -27,         /* memory ran out */
+    ASN_ABORT_SEGMENT_EOC = -28,       /* a string's end-of-contents malformed */
+    ASN_ABORT_ANY_UNKNOWN = -44,       /* an ANY of no registered type */
+    ASN_ABORT_EXTERNAL_NO_ENCODING = -101, /* an EXTERNAL without its encoding */
+    ASN_ABORT_EXTERNAL_ENCODING = -102,    /* an EXTERNAL encoding of no known form */
+    ASN_ABORT_EXTERNAL_TRAILING = -103,    /* elements after an EXTERNAL's encoding */
+    ASN_ABORT_EXTERNAL_INCOMPLETE = -104   /* a single-ASN1-type value cut short */
+};
+
+/* A zero-filled allocation; failure aborts the decode with ASN_ABORT_NO_MEMORY. */
 void *ASN_DecAlloc(size_t size);
 
 /* Identifiers built from arcs. */

@@ -20,12 +20,6 @@ const AsnTag kSingleTag = 0xA0000000u;
 const AsnTag kOctetAlignedTag = 0x81000000u;
 const AsnTag kArbitraryTag = 0x82000000u;
 
-// Abort codes of the EXTERNAL decoder.
-const int kNoEncoding = -101;
-const int kBadEncoding = -102;
-const int kTrailing = -103;
-const int kIncompleteValue = -104;
-
 template <typename T> T *New()
 {
     return static_cast<T *>(ASN_DecAlloc(sizeof(T)));
@@ -46,7 +40,7 @@ void DecodeRaw(ASN_Buffer *b, AsnLen len, AsnOcts *raw, AsnLen *decoded)
         avail = len;
     uint32_t total = 0;
     if (!PduLength(b->readLoc, avail, &total))
-        ASN_Abort(kIncompleteValue);
+        ASN_Abort(ASN_ABORT_EXTERNAL_INCOMPLETE);
     raw->octs = static_cast<unsigned char *>(ASN_DecAlloc(total));
     std::memcpy(raw->octs, b->readLoc, total);
     raw->octetLen = total;
@@ -83,7 +77,7 @@ void DecodeEncoding(ASN_Buffer *b, AsnTag tag, AsnLen len, AsnExternal *v, AsnLe
         ASN_DecodeBitsContent(b, tag, len, v->encoding.arbitrary, decoded);
         break;
     default:
-        ASN_Abort(kBadEncoding);
+        ASN_Abort(ASN_ABORT_EXTERNAL_ENCODING);
     }
 }
 
@@ -139,10 +133,10 @@ void ASN_DecodeExternalContent(ASN_Buffer *b, AsnTag, AsnLen len, AsnExternal *v
         have = ASN_NextElement(b, len, &decoded, &tag, &elmtLen);
     }
     if (!have)
-        ASN_Abort(kNoEncoding);
+        ASN_Abort(ASN_ABORT_EXTERNAL_NO_ENCODING);
     DecodeEncoding(b, tag, elmtLen, v, &decoded);
     if (ASN_NextElement(b, len, &decoded, &tag, &elmtLen))
-        ASN_Abort(kTrailing);
+        ASN_Abort(ASN_ABORT_EXTERNAL_TRAILING);
     ASN_EndContents(b, len, &decoded);
     *bytesDecoded += decoded;
 }

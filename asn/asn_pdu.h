@@ -7,15 +7,13 @@
 
 #include <stdint.h>
 
+#include "asn_modules.h" /* the alternatives of PDU, ASN_PDU_UNKNOWN, ASN_UNKNOWN_PDU_CODE */
+
 #ifdef __cplusplus
 extern "C" {
 #endif
 
-struct PDU;
-
-enum { ASN_PDU_UNKNOWN = 23 }; /* PDU alternative index after a failed decode */
 enum { ASN_SI_INTERFACE_ERROR = 1 };
-enum { ASN_UNKNOWN_PDU_CODE = -266 }; /* abort code of an unknown alternative */
 
 typedef struct ASN_PduError {
     int32_t errorClass;

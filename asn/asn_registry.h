@@ -24,7 +24,7 @@ typedef struct ASN_RegisteredType {
 } ASN_RegisteredType;
 
 /* Contents octets of a dotted identifier; an allocation failure aborts with
- * -27 (AsnAbort), so C++ callers outside a decode catch it themselves. */
+ * ASN_ABORT_NO_MEMORY (AsnAbort), so C++ callers outside a decode catch it themselves. */
 void ASN_MakeOid(const char *text, AsnOid *result);
 /* Dotted text of an identifier; 0 when it does not fit into size. */
 int ASN_OidToText(const AsnOid *oid, char *text, size_t size);
@@ -35,6 +35,12 @@ int IsUnstructuredOid(const char *text);
 void ASN_RegisterTypes(const ASN_RegisteredType *types, size_t count, const char *failMessage);
 /* The one-time registration of all groups, guarded by a once flag. */
 void RegisterCodecTypes(void);
+
+/* Generated from the registrations (oid_groups.cpp): the identifiers whose
+ * values the codec decodes as structures, NULL-terminated, and the run of
+ * every registration group in its start-up order. */
+extern const char *const ASN_StructuredOids[];
+void ASN_RunRegistrationGroups(void);
 
 #ifdef __cplusplus
 }

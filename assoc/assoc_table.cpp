@@ -1,14 +1,11 @@
 #include "assoc/assoc_table.h"
 
 #include <chrono>
-#include <cstring>
 #include <vector>
 
 #include "assoc/errors.h"
-#include "assoc/state_machine.h"
-#include "diag/console.h"
+#include "diag/id_table.h"
 #include "diag/trace.h"
-#include "ui/mem.h"
 
 namespace {
 
@@ -41,10 +38,7 @@ DbvAssocId TakeId()
 
 AssocEntry *AssocFind(DbvAssocId assocId)
 {
-    for (AssocEntry *entry : assocTable)
-        if (entry->assocId == assocId)
-            return entry;
-    return nullptr;
+    return IdTableFind(assocTable, assocId);
 }
 
 int AssocLookUp(DbvAssocId assocId, AssocEntry **entry, SIError **slot)
@@ -71,27 +65,14 @@ const char *AssocStackName(const AssocEntry *entry)
 
 AssocEntry *AssocAdd(int32_t addressKind, SocketHandle socket, int32_t connectStatus)
 {
-    AssocEntry *entry = static_cast<AssocEntry *>(CountedAlloc(sizeof(AssocEntry), "ASSOC"));
-    entry->assocId = TakeId();
+    AssocEntry *entry = IdTableAdd(assocTable, TakeId(), "ASSOC");
     entry->addressKind = addressKind;
     entry->socket = socket;
     entry->connectStatus = connectStatus;
     entry->protocolState = DBV_OS_CLOSED;
     entry->role = ROLE_ORIGIN;
     entry->receiveLimit = kDefaultReceiveLimit;
-    assocTable.push_back(entry);
     return entry;
-}
-
-void AssocRemove(DbvAssocId assocId)
-{
-    for (auto it = assocTable.begin(); it != assocTable.end(); ++it) {
-        if ((*it)->assocId == assocId) {
-            MemFree(*it);
-            assocTable.erase(it);
-            return;
-        }
-    }
 }
 
 void AssocDrop(DbvAssocId assocId)
@@ -124,41 +105,12 @@ extern "C" int SISetReadDeadline(DbvAssocId lAssocId, int32_t lSeconds, SIError 
     return SI_OK;
 }
 
+void AssocRemove(DbvAssocId assocId)
+{
+    IdTableRemove(assocTable, assocId);
+}
+
 void AssocSetNextId(DbvAssocId next)
 {
     nextId = next;
-}
-
-extern "C" int DbvAbortRequest(DbvAssocId lAssocId, SIError **ppsError)
-{
-    const char *name = "DbvAbortRequest";
-    TraceEnter(lAssocId, name);
-    TraceWrite(lAssocId, Trace_High, "\nInput Function Arguments\n");
-    TraceWritef(lAssocId, Trace_High, "\tDbvAssocId: %d\n", static_cast<int>(lAssocId));
-    *ppsError = nullptr;
-    int result = SI_NOTOK;
-    AssocEntry *entry = nullptr;
-    if (AssocLookUp(lAssocId, &entry, ppsError) == 0) {
-        if (FeedOriginEvent(lAssocId, DBV_OE_IABORTREQ, ppsError) != 0) {
-            // Closed or dead already: clean up and never fail; the slot
-            // keeps the machine's refusal.
-            if (entry->addressKind == OIA_Internet)
-                SocketClose(entry->socket);
-            AssocRemove(lAssocId);
-            result = SI_OK;
-        } else if (entry->addressKind == OIA_Internet) {
-            if (SocketClose(entry->socket) != 0) {
-                SISetError(ppsError, lAssocId, SI_Communication_Error, SI_ERR_CLOSE_FAILED,
-                           Association_Unknown_State, "TCP: close() failed for Association %d\nDiagnostics: %s",
-                           static_cast<int>(lAssocId), strerror(SocketLastError()));
-            } else {
-                AssocRemove(lAssocId);
-                result = SI_OK;
-            }
-        }
-    }
-    TraceLeave(lAssocId, name, result);
-    if (!AssocFind(lAssocId))
-        TraceRemove(lAssocId);
-    return result;
 }

@@ -4,7 +4,7 @@
 #define KESTRA_ASSOC_ASSOC_TABLE_H
 
 #include "assoc/socket.h"
-#include "dbv/si_api.h"
+#include "assoc/si_api.h"
 
 enum { ROLE_ORIGIN = 1 };
 

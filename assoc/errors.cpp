@@ -2,7 +2,6 @@
 
 #include <cstdarg>
 #include <cstdio>
-#include <cstring>
 
 #include "diag/api_log.h"
 #include "diag/trace.h"
@@ -12,15 +11,6 @@ namespace {
 
 // The toolkit's message area: texts longer than this are cut.
 const size_t kMessageSize = 5000;
-
-char *CopyText(const char *text)
-{
-    size_t size = std::strlen(text) + 1;
-    char *copy = static_cast<char *>(MemAlloc(size));
-    if (copy)
-        std::memcpy(copy, text, size);
-    return copy;
-}
 
 // Traces, logs and stores a made structure; a structure that could not be
 // completed for want of memory is given back as far as it got.

@@ -4,7 +4,7 @@
 #ifndef KESTRA_ASSOC_ERRORS_H
 #define KESTRA_ASSOC_ERRORS_H
 
-#include "dbv/si_api.h"
+#include "assoc/si_api.h"
 
 /* Fills the slot (freeing what it held) with an error of class 0-2 whose
  * text is formatted from format. */

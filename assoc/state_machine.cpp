@@ -7,9 +7,10 @@
 namespace {
 
 // Cell values besides the next state's number.
-const int32_t no = 0;  // the event is invalid in this state
-const int32_t ER = 16; // the event is an error in this state (it leads to DBV_OS_ERROR)
-const int32_t PV = 99; // back to the state saved before the last excursion
+const int32_t no = 0;            // the event is invalid in this state
+const int32_t ER = DBV_OS_ERROR; // the event is an error in this state (it leads to DBV_OS_ERROR)
+const int32_t RV = 98;           // back to the saved state, as PV
+const int32_t PV = 99;           // back to the state saved before the last excursion
 const int32_t xx = -1; // row 0 and column 0: no event, no state
 
 // Short names of the states for the table below.
@@ -179,7 +180,7 @@ int FeedOriginEvent(DbvAssocId assocId, int32_t event, SIError **slot)
         entry->protocolState = DBV_OS_ERROR;
         return 1;
     }
-    if (cell == 98 || cell == PV) {
+    if (cell == RV || cell == PV) {
         entry->protocolState = savedState;
     } else {
         savedState = state;

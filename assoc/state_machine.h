@@ -4,7 +4,7 @@
 #ifndef KESTRA_ASSOC_STATE_MACHINE_H
 #define KESTRA_ASSOC_STATE_MACHINE_H
 
-#include "dbv/si_api.h"
+#include "assoc/si_api.h"
 
 /* Feeds the event to the association's machine: 0 when accepted, 1 when
  * refused, with code 80 ("Event %s is invalid for state %s", state kept)

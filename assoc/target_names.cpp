@@ -1,11 +1,10 @@
 #include "assoc/target_names.h"
 
 #include <cstdlib>
-#include <cstring>
 
 #include "assoc/errors.h"
-#include "assoc/table_reader.h"
 #include "ui/mem.h"
+#include "ui/table_reader.h"
 
 namespace {
 
@@ -30,14 +29,6 @@ bool ReadString(TableReader *reader, TableToken *token, SIError **slot)
     }
     SetFormatError(slot, read);
     return false;
-}
-
-char *CopyText(const std::string &text)
-{
-    char *copy = static_cast<char *>(MemAlloc(text.size() + 1));
-    if (copy)
-        std::memcpy(copy, text.c_str(), text.size() + 1);
-    return copy;
 }
 
 } // namespace
@@ -71,7 +62,7 @@ int LookUpTargetName(const char *name, DbvTargetInformation **target, SIError **
         if (!ReadString(&reader, &host, slot) || !ReadString(&reader, &port, slot))
             return 1;
         DbvTargetInformation *found = static_cast<DbvTargetInformation *>(MemAlloc(sizeof(DbvTargetInformation)));
-        char *hostName = CopyText(host.text);
+        char *hostName = CopyText(host.text.c_str());
         if (!found || !hostName) {
             MemFree(found);
             MemFree(hostName);

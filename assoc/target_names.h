@@ -3,7 +3,7 @@
 #ifndef KESTRA_ASSOC_TARGET_NAMES_H
 #define KESTRA_ASSOC_TARGET_NAMES_H
 
-#include "dbv/si_api.h"
+#include "assoc/si_api.h"
 
 #define TARGET_NAMES_PATH "./target_names.tbl"
 

@@ -333,7 +333,7 @@ int SIReadOctets(DbvAssocId assocId, int32_t wait, unsigned char **octets, uint3
             SetAssociationLost(slot, assocId);
             return SI_READ_FAILED;
         }
-        if (entry->role != ROLE_ORIGIN && (entry->protocolState == 3 || entry->protocolState == 5))
+        if (entry->role != ROLE_ORIGIN && (entry->protocolState == DBV_OS_ASSOCIATION || entry->protocolState == DBV_OS_OPEN))
             return SI_READ_TARGET_CLOSED;
         SISetAborted(slot, assocId);
         return SI_READ_FAILED;

@@ -1,12 +1,12 @@
 /* Carrying PDUs over an association's TCP connection: sending one encoded
  * PDU and reading exactly one off the stream. The open call and the event
- * wait are public (dbv/si_api.h). */
+ * wait are public (assoc/si_api.h). */
 #ifndef KESTRA_ASSOC_TRANSPORT_H
 #define KESTRA_ASSOC_TRANSPORT_H
 
 #include <stdint.h>
 
-#include "dbv/si_api.h"
+#include "assoc/si_api.h"
 
 struct PDU;
 

@@ -13,8 +13,6 @@
 
 namespace {
 
-const char kUsmarc[] = "1.2.840.10003.5.10";
-
 // The next PDU within the wait, or NULL with the reason in *failure.
 DbvReceivedPdu *Await(DbvAssocId id, int32_t wait, std::string *failure)
 {
@@ -64,7 +62,7 @@ void BM_Present1000UsmarcFromZtest(benchmark::State &state)
     uint64_t calls = 0;
     uint64_t records = 0;
     for (auto _ : state) {
-        DbvPresentReq *request = MakePresentReq(1, 1000, kUsmarc);
+        DbvPresentReq *request = MakePresentReq(1, 1000, OID_SYNTAX_USMARC);
         SIError *error = nullptr;
         uint64_t before = SIReceiveCalls();
         int sent = DBVPresentRequest(id, request, &error);

@@ -6,7 +6,7 @@
 #ifndef KESTRA_DBV_DBV_CHECK_H
 #define KESTRA_DBV_DBV_CHECK_H
 
-#include "dbv/si_api.h"
+#include "assoc/si_api.h"
 #include "dbv_types.h"
 
 #ifdef __cplusplus

@@ -5,7 +5,7 @@
 #ifndef KESTRA_DBV_DBV_REQUEST_H
 #define KESTRA_DBV_DBV_REQUEST_H
 
-#include "dbv/si_api.h"
+#include "assoc/si_api.h"
 #include "dbv_types.h"
 
 #ifdef __cplusplus

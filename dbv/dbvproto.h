@@ -3,8 +3,9 @@
 #ifndef KESTRA_DBV_DBVPROTO_H
 #define KESTRA_DBV_DBVPROTO_H
 
-#include "dbv/si_api.h"
+#include "assoc/si_api.h"
 #include "dbv_types.h"
+#include "oid_names.h"
 #include "dbv/dbv_check.h"
 #include "dbv/dbv_request.h"
 

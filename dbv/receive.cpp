@@ -21,20 +21,20 @@ namespace {
 // decides: the first is taken for an accepting initResponse and for a
 // Close that answers ours.
 const DbvReceivedKind kKinds[] = {
-    {1, RPT_InitializeRsp, DBV_OE_INITRESP_PDU_TRUE, "InitRsp"},
-    {1, RPT_InitializeRsp, DBV_OE_INITRESP_PDU_FALSE, "InitRsp"},
-    {3, RPT_SearchRsp, DBV_OE_SEARCHRESP_PDU, "SrchRsp"},
-    {5, RPT_PresentRsp, DBV_OE_PRESENTRESP_PDU, "PresRsp"},
-    {7, RPT_DeleteResultSetRsp, DBV_OE_DELETERESP_PDU, "DelRsp"},
-    {8, RPT_AccessControlReq, DBV_OE_ACCCNTREQ_PDU, "AccReq"},
-    {10, RPT_ResourceControlReq, DBV_OE_RESCNTREQ_PDU, "ResCntrlReq"},
-    {14, RPT_ResourceReportRsp, DBV_OE_RESOURCERESP_PDU, "ResourceReportRsp"},
-    {16, RPT_ScanRsp, DBV_OE_SCANRESP_PDU, "ScanRsp"},
-    {18, RPT_SortRsp, DBV_OE_SORTRESP_PDU, "SortRsp"},
-    {19, RPT_SegmentReq, DBV_OE_SEGMENTREQ_PDU, "SegmentReq"},
-    {21, RPT_ExtendedServicesRsp, DBV_OE_EXTENDEDRESP_PDU, "ExtendedServicesRsp"},
-    {22, RPT_CloseRsp, DBV_OE_CLOSEREQ_PDU, "Close"},
-    {22, RPT_CloseReq, DBV_OE_CLOSEREQ_PDU, "Close"},
+    {PDU_initResponse, RPT_InitializeRsp, DBV_OE_INITRESP_PDU_TRUE, "InitRsp"},
+    {PDU_initResponse, RPT_InitializeRsp, DBV_OE_INITRESP_PDU_FALSE, "InitRsp"},
+    {PDU_searchResponse, RPT_SearchRsp, DBV_OE_SEARCHRESP_PDU, "SrchRsp"},
+    {PDU_presentResponse, RPT_PresentRsp, DBV_OE_PRESENTRESP_PDU, "PresRsp"},
+    {PDU_deleteResultSetResponse, RPT_DeleteResultSetRsp, DBV_OE_DELETERESP_PDU, "DelRsp"},
+    {PDU_accessControlRequest, RPT_AccessControlReq, DBV_OE_ACCCNTREQ_PDU, "AccReq"},
+    {PDU_resourceControlRequest, RPT_ResourceControlReq, DBV_OE_RESCNTREQ_PDU, "ResCntrlReq"},
+    {PDU_resourceReportResponse, RPT_ResourceReportRsp, DBV_OE_RESOURCERESP_PDU, "ResourceReportRsp"},
+    {PDU_scanResponse, RPT_ScanRsp, DBV_OE_SCANRESP_PDU, "ScanRsp"},
+    {PDU_sortResponse, RPT_SortRsp, DBV_OE_SORTRESP_PDU, "SortRsp"},
+    {PDU_segmentRequest, RPT_SegmentReq, DBV_OE_SEGMENTREQ_PDU, "SegmentReq"},
+    {PDU_extendedServicesResponse, RPT_ExtendedServicesRsp, DBV_OE_EXTENDEDRESP_PDU, "ExtendedServicesRsp"},
+    {PDU_close, RPT_CloseRsp, DBV_OE_CLOSEREQ_PDU, "Close"},
+    {PDU_close, RPT_CloseReq, DBV_OE_CLOSEREQ_PDU, "Close"},
     {ASN_PDU_UNKNOWN, RPT_InvalidAPDU, 0, nullptr},
 };
 
@@ -69,7 +69,7 @@ const void *HeldStructure(const DbvReceivedPdu *holder)
 
 const DbvReceivedKind *DbvReceivedKindOf(const PDU *pdu, bool closeAnswersOurs)
 {
-    bool first = pdu->choiceId == 1 ? pdu->a.initResponse->result != 0 : closeAnswersOurs;
+    bool first = pdu->choiceId == PDU_initResponse ? pdu->a.initResponse->result != 0 : closeAnswersOurs;
     for (size_t i = 0; i < sizeof kKinds / sizeof kKinds[0]; i++) {
         if (kKinds[i].choiceId != pdu->choiceId)
             continue;

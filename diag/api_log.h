@@ -6,7 +6,7 @@
 
 #include <stdint.h>
 
-#include "dbv/si_api.h"
+#include "diag/si_error.h"
 
 #ifdef __cplusplus
 extern "C" {

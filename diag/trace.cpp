@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "diag/api_log.h"
-#include "diag/console.h"
+#include "diag/id_table.h"
 #include "ui/mem.h"
 
 namespace {
@@ -32,31 +32,20 @@ extern "C" {
 
 TraceEntry *TraceFind(DbvAssocId assocId)
 {
-    for (TraceEntry *entry : traceTable)
-        if (entry->assocId == assocId)
-            return entry;
-    return nullptr;
+    return IdTableFind(traceTable, assocId);
 }
 
 TraceEntry *TraceAdd(DbvAssocId assocId, FILE *stream, int32_t level)
 {
-    TraceEntry *entry = static_cast<TraceEntry *>(CountedAlloc(sizeof(TraceEntry), "TRACE"));
-    entry->assocId = assocId;
+    TraceEntry *entry = IdTableAdd(traceTable, assocId, "TRACE");
     entry->stream = stream;
     entry->level = level;
-    traceTable.push_back(entry);
     return entry;
 }
 
 void TraceRemove(DbvAssocId assocId)
 {
-    for (auto it = traceTable.begin(); it != traceTable.end(); ++it) {
-        if ((*it)->assocId == assocId) {
-            MemFree(*it);
-            traceTable.erase(it);
-            return;
-        }
-    }
+    IdTableRemove(traceTable, assocId);
 }
 
 int32_t TraceLevel(DbvAssocId assocId)

@@ -8,7 +8,7 @@
 #include <stdio.h>
 #include <time.h>
 
-#include "dbv/si_api.h"
+#include "diag/si_error.h"
 
 #ifdef __cplusplus
 extern "C" {

@@ -2,9 +2,9 @@
 // to be shown becomes a bold label, its value and a line break mark. Tags
 // of type 3 carry their own names; the numeric tags of the other types are
 // named, and chosen for display, by the tag-name table "grsbrief.tbl".
-#include "assoc/table_reader.h"
 #include "dbv/dbv_build.h"
 #include "render/render.h"
+#include "ui/table_reader.h"
 
 #include <cstdint>
 #include <cstdio>

@@ -1,6 +1,6 @@
 // The record line every renderer writes, and the typed value of a record.
+#include "exchange/exchange.h"
 #include "render/render.h"
-#include "service/service.h"
 
 void WriteRecordLine(long position, long status, const char *text)
 {

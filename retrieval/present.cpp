@@ -8,48 +8,37 @@
 #include <cstring>
 
 #include "dbv/dbv_build.h"
+#include "exchange/exchange.h"
 #include "render/render.h"
 #include "retrieval/retrieval.h"
-#include "service/operations.h"
-#include "service/service.h"
+#include "session/session.h"
 
 namespace {
 
-// "RecordSyntax" names, upper-cased, and the syntaxes they ask for. A name
-// outside the table (such as "Service Choice") lets the target choose.
+// "RecordSyntax" names, upper-cased, and the syntaxes they ask for, with
+// the renderer of a record that arrives in the syntax as one ASN.1 value of
+// the given type (none for the MARC syntaxes, whose records are octets). A
+// name outside the table (such as "Service Choice") lets the target choose.
 const struct {
     const char *name;
     const char *oid;
-} kRecordSyntaxes[] = {
-    {"USMARC", "1.2.840.10003.5.10"},    {"UKMARC", "1.2.840.10003.5.11"},  {"UNIMARC", "1.2.840.10003.5.1"},
-    {"NORMARC", "1.2.840.10003.5.12"},   {"DANMARC", "1.2.840.10003.5.14"}, {"FINMARC", "1.2.840.10003.5.15"},
-    {"CANMARC", "1.2.840.10003.5.17"},   {"LIBRISMARC", "1.2.840.10003.5.13"},
-    {"PICAMARC", "1.2.840.10003.5.19"},  {"SUTRS", "1.2.840.10003.5.101"},  {"SUMMARY", "1.2.840.10003.5.103"},
-    {"GENERIC", "1.2.840.10003.5.105"},  {"OPAC", "1.2.840.10003.5.102"},
-};
-
-const char kSutrs[] = "1.2.840.10003.5.101";
-
-// The renderers of records that arrive as one ASN.1 value, by the record's
-// syntax and the type the value decoded to.
-const struct {
-    const char *oid;
     int asn1_type;
     void (*render)(const DbvExternal *record, long position);
-} kValueRenderers[] = {
-    {kSutrs, AT_UnstructuredText, RenderSutrsRecord},
-    {"1.2.840.10003.5.103", AT_SummaryRecord, RenderSummaryRecord},
-    {"1.2.840.10003.5.105", AT_GenericRecord, RenderGenericRecord},
-    {"1.2.840.10003.5.102", AT_OpacRecord, RenderOpacRecord},
+} kRecordSyntaxes[] = {
+    {"USMARC", OID_SYNTAX_USMARC, 0, nullptr},
+    {"UKMARC", OID_SYNTAX_UKMARC, 0, nullptr},
+    {"UNIMARC", OID_SYNTAX_UNIMARC, 0, nullptr},
+    {"NORMARC", OID_SYNTAX_NORMARC, 0, nullptr},
+    {"DANMARC", OID_SYNTAX_DANMARC, 0, nullptr},
+    {"FINMARC", OID_SYNTAX_FINMARC, 0, nullptr},
+    {"CANMARC", OID_SYNTAX_CANMARC, 0, nullptr},
+    {"LIBRISMARC", OID_SYNTAX_LIBRISMARC, 0, nullptr},
+    {"PICAMARC", OID_SYNTAX_PICAMARC, 0, nullptr},
+    {"SUTRS", OID_SYNTAX_SUTRS, AT_UnstructuredText, RenderSutrsRecord},
+    {"SUMMARY", OID_SYNTAX_SUMMARY, AT_SummaryRecord, RenderSummaryRecord},
+    {"GENERIC", OID_SYNTAX_GRS1, AT_GenericRecord, RenderGenericRecord},
+    {"OPAC", OID_SYNTAX_OPAC, AT_OpacRecord, RenderOpacRecord},
 };
-
-std::string UpperCase(const char *text)
-{
-    std::string upper = text;
-    for (char &c : upper)
-        c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-    return upper;
-}
 
 // The preferred record syntax that "RecordSyntax" names, or NULL.
 const char *PreferredSyntax()
@@ -116,7 +105,7 @@ void WriteOctetRecord(const DbvExternal *record, long position)
     }
     std::string text = dbv::TextOf(octets);
     WriteRecordLine(position, 0, text.c_str());
-    if (record->ObjectIdentifier && std::strcmp(record->ObjectIdentifier, kSutrs) == 0)
+    if (record->ObjectIdentifier && std::strcmp(record->ObjectIdentifier, OID_SYNTAX_SUTRS) == 0)
         ShowStatus(text.c_str());
 }
 
@@ -129,10 +118,10 @@ void WriteRetrievalRecord(const DbvExternal *record, long position)
     switch (record->eValueType) {
     case EVT_SingleASN1Type: {
         const DbvSingleASN1Type *value = record->uExternalValue.psSingleASN1Type;
-        for (const auto &renderer : kValueRenderers) {
-            if (value && record->ObjectIdentifier && std::strcmp(record->ObjectIdentifier, renderer.oid) == 0 &&
-                value->eASN1Type == renderer.asn1_type) {
-                renderer.render(record, position);
+        for (const auto &syntax : kRecordSyntaxes) {
+            if (syntax.render && value && record->ObjectIdentifier &&
+                std::strcmp(record->ObjectIdentifier, syntax.oid) == 0 && value->eASN1Type == syntax.asn1_type) {
+                syntax.render(record, position);
                 return;
             }
         }

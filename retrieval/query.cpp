@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "dbv/dbv_build.h"
-#include "service/service.h"
+#include "exchange/exchange.h"
 #include "ui/dialog.h"
 
 namespace {
@@ -27,8 +27,6 @@ const size_t kAttributeTypes = 6;
 // blank, so no word of the query can be taken for it.
 const char kNoSuchToken[] = "NO SUCH TOKEN";
 
-const char kBib1AttributeSet[] = "1.2.840.10003.3.1";
-
 using RpnNode = dbv::Owned<DbvRPNStructure>;
 
 // One term of the query as its fields give it.
@@ -40,7 +38,7 @@ struct QueryTerm {
 
 void ShowQueryError()
 {
-    ShowMessageBox(g_service.instance_window, "Ostrel Web Client", "Error in query formulation", BOX_ICON_STOP);
+    ShowMessageBox(InstanceWindow(), "Ostrel Web Client", "Error in query formulation", BOX_ICON_STOP);
 }
 
 bool NoSearchTerm()
@@ -412,14 +410,14 @@ const char *AttributeSetId(const std::string &name)
         const char *name;
         const char *id;
     } kAttributeSets[] = {
-        {"CIMI", "1.2.840.10003.3.8"},
-        {"CIP", "1.2.840.10003.3.2000.99.1"},
-        {"BIB1", kBib1AttributeSet},
+        {"CIMI", OID_ATTSET_CIMI},
+        {"CIP", OID_ATTSET_CIP},
+        {"BIB1", OID_ATTSET_BIB1},
     };
     for (const auto &set : kAttributeSets)
         if (name == set.name)
             return set.id;
-    return kBib1AttributeSet;
+    return OID_ATTSET_BIB1;
 }
 
 } // namespace

@@ -4,10 +4,10 @@
 #include <cstring>
 
 #include "dbv/dbv_build.h"
+#include "exchange/exchange.h"
 #include "retrieval/query.h"
 #include "retrieval/retrieval.h"
-#include "service/operations.h"
-#include "service/service.h"
+#include "session/session.h"
 
 namespace {
 
@@ -70,7 +70,7 @@ bool ReadScanKeys(ScanKeys *keys)
     RequestInteger("Records", &keys->records, 0);
     RequestInteger("StepSize", &keys->step_size, 1);
     RequestInteger("PreferredPosition", &keys->preferred_position, 1);
-    const std::string &options = g_session.target_options;
+    const std::string &options = GrantedOptions();
     if (options.size() <= kScanOptionBit || options[kScanOptionBit] != '1')
         SetStatus(4002, 0, "Scan Request Error - The scan service is not supported");
     else if (keys->records < 1)
@@ -84,7 +84,7 @@ bool SendScanRequest(const ScanKeys &keys, uint32_t step_size)
 {
     dbv::Owned<DbvScanReq> request(dbv::New<DbvScanReq>(), DbvFreeScanReq);
     request->ppsDatabaseNames = dbv::List<DbvOctetString>({dbv::Octets(keys.database)});
-    request->pcAttributeSetId = dbv::Text("1.2.840.10003.3.1");
+    request->pcAttributeSetId = dbv::Text(OID_ATTSET_BIB1);
     SetScanAttributes(&request->sAttributesPlusTerm, keys.attributes);
     request->sAttributesPlusTerm.sTerm.eTermType = TT_General;
     request->sAttributesPlusTerm.sTerm.uTerm.psGeneral = dbv::Octets(keys.term);

@@ -1,10 +1,10 @@
 // The SEARCH request: one search request for the result set "default",
 // whose hit count the presents after it page through.
 #include "dbv/dbv_build.h"
+#include "exchange/exchange.h"
 #include "retrieval/query.h"
 #include "retrieval/retrieval.h"
-#include "service/operations.h"
-#include "service/service.h"
+#include "session/session.h"
 
 ResultSetState g_result_set;
 

@@ -12,7 +12,7 @@ namespace {
 
 void SetUpInstance(WindowHandle window, const char *command_line)
 {
-    g_service.instance_window = window;
+    g_exchange.instance_window = window;
     char name[32];
     std::snprintf(name, sizeof name, "Tellan:%ld", WindowNumber(window));
     // The distributor finds the window by this title and opens the mutex by this name.
@@ -21,7 +21,7 @@ void SetUpInstance(WindowHandle window, const char *command_line)
     g_service.last_activity = std::time(nullptr);
     StartWindowTimer(window, 0, 5000);
     ClearStatus();
-    g_service.response_text.clear();
+    g_exchange.response_text.clear();
     std::memset(g_service.request_queue, 0, sizeof g_service.request_queue);
     g_service.session_state = SESSION_NONE;
     if (!*command_line)
@@ -35,7 +35,7 @@ void SetUpInstance(WindowHandle window, const char *command_line)
 
 void EndIfIdle(WindowHandle window)
 {
-    if (std::difftime(std::time(nullptr), g_service.last_activity) > g_service.session_timeout)
+    if (std::difftime(std::time(nullptr), g_service.last_activity) > g_exchange.session_timeout)
         DestroyHiddenWindow(window);
 }
 
@@ -61,7 +61,7 @@ intptr_t InstanceWindowProcedure(WindowHandle window, unsigned message, uintptr_
         EndIfIdle(window);
         break;
     case OS_MSG_CREATE:
-        g_service.instance_window = window;
+        g_exchange.instance_window = window;
         if (!CreateStatusDisplay(window))
             ResourceMessage(window, IDS_CANNOT_CREATE_DIALOG, STATUS_DIALOG_NAME, BOX_ICON_STOP);
         return 0;
@@ -77,7 +77,7 @@ int main(int argc, char **argv)
 {
     g_service.toolbar_message = RegisterNamedMessage("BLDToolbarMessage");
     g_service.help_message = RegisterNamedMessage("BLDHelpMessage");
-    SystemTempDirectory(g_service.temp_directory, sizeof g_service.temp_directory);
+    SystemTempDirectory(g_exchange.temp_directory, sizeof g_exchange.temp_directory);
     if (!RegisterWindowClass("BLDGENERIC", InstanceWindowProcedure))
         return 0;
     WindowHandle window = CreateHiddenWindow("BLDGENERIC", "Tellan");

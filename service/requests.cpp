@@ -1,14 +1,16 @@
 // The request queue, its dispatch by "RequestType", the LOAD settings and
 // the message that reports each request's end to the distributor.
-#include "service/operations.h"
+#include "retrieval/retrieval.h"
 #include "service/service.h"
+#include "session/session.h"
 
 #include <algorithm>
-#include <cctype>
 #include <cstdio>
 #include <cstring>
 #include <new>
 #include <string>
+
+ServiceState g_service;
 
 namespace {
 
@@ -31,19 +33,19 @@ bool RunInitialize()
 bool RunExit()
 {
     std::memset(g_service.request_queue, 0, sizeof g_service.request_queue);
-    PostToWindow(g_service.instance_window, OS_MSG_DESTROY, 0, 0);
+    PostToWindow(g_exchange.instance_window, OS_MSG_DESTROY, 0, 0);
     return true;
 }
 
 // The one place that names the request types and their handlers.
 const RequestHandler kHandlers[] = {
-    {"LOAD", 1, LoadSettings, 0, 0},
-    {"INITIALIZE", 2, RunInitialize, SESSION_OPEN, 0},
-    {"SEARCH", 3, HandleSearch, SESSION_SEARCHED, SESSION_OPEN},
-    {"PRESENT", 4, HandlePresent, 0, 0},
-    {"SCAN", 6, HandleScan, 0, 0},
-    {"CLOSE", 7, CloseOperation, SESSION_NONE, 0},
-    {"EXIT", 8, RunExit, 0, 0},
+    {"LOAD", REQUEST_LOAD, LoadSettings, 0, 0},
+    {"INITIALIZE", REQUEST_INITIALIZE, RunInitialize, SESSION_OPEN, 0},
+    {"SEARCH", REQUEST_SEARCH, HandleSearch, SESSION_SEARCHED, SESSION_OPEN},
+    {"PRESENT", REQUEST_PRESENT, HandlePresent, 0, 0},
+    {"SCAN", REQUEST_SCAN, HandleScan, 0, 0},
+    {"CLOSE", REQUEST_CLOSE, CloseOperation, SESSION_NONE, 0},
+    {"EXIT", REQUEST_EXIT, RunExit, 0, 0},
 };
 
 const RequestHandler *FindHandler(const char *type)
@@ -70,7 +72,7 @@ void PostRequestDone(int code, bool success)
     uint32_t lparam = (static_cast<uint32_t>(g_service.instance_number) << 16) + (static_cast<uint32_t>(code) << 8) +
                       (success ? 1 : 0);
     PostToWindow(WindowFromNumber(g_service.distributor), MSG_REQUEST_DONE,
-                 static_cast<uintptr_t>(g_service.instance_window), static_cast<intptr_t>(lparam));
+                 static_cast<uintptr_t>(g_exchange.instance_window), static_cast<intptr_t>(lparam));
 }
 
 // Reads a request file of at most twice the queue's size; a larger one
@@ -101,7 +103,7 @@ void RefuseLongRequestFile()
 
 int RequestCode(const char *type)
 {
-    const RequestHandler *handler = FindHandler(type);
+    const RequestHandler *handler = FindHandler(UpperCase(type).c_str());
     return handler ? handler->code : 0;
 }
 
@@ -142,16 +144,16 @@ void SubmitRequest(WindowHandle distributor, intptr_t lparam)
         ReplyToSender(0);
         return;
     }
-    if (code == 7 || code == 8) {
+    if (code == REQUEST_CLOSE || code == REQUEST_EXIT) {
         char *queue = g_service.request_queue;
-        WriteKeyString(queue, kRequestQueueSize, "RequestType", code == 7 ? "CLOSE" : "EXIT");
+        WriteKeyString(queue, kRequestQueueSize, "RequestType", code == REQUEST_CLOSE ? "CLOSE" : "EXIT");
         WriteKeyInteger(queue, kRequestQueueSize, "Distributor", g_service.distributor);
         WriteKeyInteger(queue, kRequestQueueSize, "Instance", g_service.instance_number);
         ReplyToSender(1);
         return;
     }
     char path[kTempPathSize + kTempPrefixSize + 20];
-    std::snprintf(path, sizeof path, "%s%s%08lX%04lX.tmp", g_service.temp_directory, g_service.temp_prefix,
+    std::snprintf(path, sizeof path, "%s%s%08lX%04lX.tmp", g_exchange.temp_directory, g_exchange.temp_prefix,
                   static_cast<unsigned long>(g_service.distributor) & 0xFFFFFFFFUL,
                   static_cast<unsigned long>(g_service.instance_number) & 0xFFFFUL);
     std::string text;
@@ -174,22 +176,20 @@ void ProcessRequests()
     while (offset < kRequestQueueSize && g_service.request_queue[offset]) {
         WaitNamedMutex(g_service.instance_mutex);
         ClearStatus();
-        g_service.response_text.clear();
+        g_exchange.response_text.clear();
 
         const char *line = g_service.request_queue + offset;
-        std::snprintf(g_service.current_request, sizeof g_service.current_request, "%s", line);
+        std::snprintf(g_exchange.current_request, sizeof g_exchange.current_request, "%s", line);
         offset += std::strlen(line) + 1;
 
         char type[kValueSize];
         RequestString("RequestType", type, sizeof type, "");
-        for (char *c = type; *c; ++c)
-            *c = static_cast<char>(std::toupper(static_cast<unsigned char>(*c)));
         RequestInteger("Distributor", &g_service.distributor, 0);
         RequestInteger("Instance", &g_service.instance_number, 0);
-        ShowStatus(g_service.current_request);
-        g_service.response_pairs[0] = '\0';
+        ShowStatus(g_exchange.current_request);
+        g_exchange.response_pairs[0] = '\0';
 
-        const RequestHandler *handler = FindHandler(type);
+        const RequestHandler *handler = FindHandler(UpperCase(type).c_str());
         bool success = handler && RunHandler(*handler);
         // The idle limit counts from the end of the last request: one that
         // outlasted it must not end the process, and its response file with
@@ -208,7 +208,7 @@ void ProcessRequests()
         // A failed request cancels the requests queued behind it.
         ShowStatus("ERROR");
         std::memset(g_service.request_queue, 0, sizeof g_service.request_queue);
-        if (g_session.association == -1)
+        if (!SessionHasAssociation())
             g_service.session_state = SESSION_NONE;
         ReleaseNamedMutex(g_service.instance_mutex);
         PostRequestDone(code, false);
@@ -218,21 +218,21 @@ void ProcessRequests()
 
 bool LoadSettings()
 {
-    RequestInteger("SessionTimeout", &g_service.session_timeout, g_service.session_timeout);
+    RequestInteger("SessionTimeout", &g_exchange.session_timeout, g_exchange.session_timeout);
 
     char path[kTempPathSize - 1];
     RequestString("TempPath", path, sizeof path, "");
     if (path[0]) {
-        std::snprintf(g_service.temp_directory, sizeof g_service.temp_directory, "%s", path);
-        AddPathSeparator(g_service.temp_directory, sizeof g_service.temp_directory);
+        std::snprintf(g_exchange.temp_directory, sizeof g_exchange.temp_directory, "%s", path);
+        AddPathSeparator(g_exchange.temp_directory, sizeof g_exchange.temp_directory);
     } else {
-        SystemTempDirectory(g_service.temp_directory, sizeof g_service.temp_directory);
+        SystemTempDirectory(g_exchange.temp_directory, sizeof g_exchange.temp_directory);
     }
 
     char prefix[kTempPrefixSize];
     RequestString("TempPrefix", prefix, sizeof prefix, "Z39");
     if (prefix[0])
-        std::snprintf(g_service.temp_prefix, sizeof g_service.temp_prefix, "%s", prefix);
+        std::snprintf(g_exchange.temp_prefix, sizeof g_exchange.temp_prefix, "%s", prefix);
 
     long console = 0;
     if (RequestInteger("Console", &console, 0)) {
@@ -242,20 +242,4 @@ bool LoadSettings()
         BringWindowToFront(WindowFromNumber(g_service.distributor));
     }
     return true;
-}
-
-void WriteEchoLine(const char *request_tag)
-{
-    AppendField(request_tag);
-    AppendInteger(0);
-    AppendField(g_service.current_request);
-    FlushResponse();
-}
-
-void WriteResponseLine(const char *response_tag, bool success)
-{
-    AppendField(response_tag);
-    AppendInteger(success ? 0 : StatusCode());
-    AppendField(success ? g_service.response_pairs : StatusText());
-    FlushResponse();
 }

@@ -1,8 +1,9 @@
-/* The request service: process-wide state, the exchange-file operations
- * every request handler uses, and the request entry points. */
+/* The request service: the window messages, the request codes, the state of
+ * the process and the request entry points of the instance window. */
 #ifndef KESTRA_SERVICE_SERVICE_H
 #define KESTRA_SERVICE_SERVICE_H
 
+#include "exchange/exchange.h"
 #include "ui/os.h"
 
 #include <ctime>
@@ -15,70 +16,34 @@ enum {
     MSG_QUERY_STATE = OS_MSG_USER + 53
 };
 
-enum SessionState { SESSION_NONE = 1, SESSION_OPEN = 2, SESSION_SEARCHED = 3 };
+/* The codes of the request types in MSG_SUBMIT_REQUEST and MSG_REQUEST_DONE. */
+enum RequestTypeCode {
+    REQUEST_LOAD = 1,
+    REQUEST_INITIALIZE = 2,
+    REQUEST_SEARCH = 3,
+    REQUEST_PRESENT = 4,
+    REQUEST_SCAN = 6,
+    REQUEST_CLOSE = 7,
+    REQUEST_EXIT = 8
+};
 
-enum FormatMode { FORMAT_UNDECIDED, FORMAT_PLAIN, FORMAT_QUOTED };
+enum SessionState { SESSION_NONE = 1, SESSION_OPEN = 2, SESSION_SEARCHED = 3 };
 
 const size_t kRequestQueueSize = 5000;
 const size_t kRequestLineMax = 999;
-const size_t kRequestSize = 2000;
-const size_t kResponsePairsSize = 2000;
-const size_t kTempPathSize = 260;
-const size_t kTempPrefixSize = 52;
-/* The area handlers read most single values into. */
-const size_t kValueSize = 100;
 
 struct ServiceState {
-    WindowHandle instance_window;
     NamedMutex instance_mutex;
     std::time_t last_activity; // start-up, or the end of the last request: the idle limit counts from it
-    long session_timeout = 30;
     int session_state = SESSION_NONE;
     unsigned toolbar_message;
     unsigned help_message;
-
     char request_queue[kRequestQueueSize];
-    char current_request[kRequestSize];
-    char response_pairs[kResponsePairsSize];
-    std::string response_text;
-    char temp_directory[kTempPathSize];
-    char temp_prefix[kTempPrefixSize] = "Z39";
     long distributor;
     long instance_number;
-    long status_code;
-    std::string status_text;
-    FormatMode format_mode = FORMAT_UNDECIDED;
 };
 
 extern ServiceState g_service;
-
-/* Key:value texts: a request line, the response pairs. The position is the
- * offset of the key (plain mode) or of the quote before it (quoted mode). */
-bool FindKey(const char *text, const char *key, size_t *position);
-bool ReadKeyString(const char *text, const char *key, char *out, size_t out_size, const char *default_value);
-bool ReadKeyInteger(const char *text, const char *key, long *out, long default_value);
-void RemoveKey(char *text, const char *key);
-bool WriteKeyString(char *text, size_t text_size, const char *key, const char *value);
-bool WriteKeyInteger(char *text, size_t text_size, const char *key, long value);
-
-bool RequestString(const char *key, char *out, size_t out_size, const char *default_value);
-bool RequestInteger(const char *key, long *out, long default_value);
-bool PairString(const char *key, const char *value);
-bool PairInteger(const char *key, long value);
-
-/* The response line. */
-void AppendField(const char *text);
-void AppendInteger(long value);
-void FlushResponse();
-std::string ResponseFileName();
-
-/* The status record and the status display. */
-void SetStatus(long code, long number, const char *text);
-bool StatusIsSet();
-long StatusCode();
-const char *StatusText();
-void ClearStatus();
-void ShowStatus(const char *text);
 
 /* Request entry points of the instance window. */
 void SubmitRequest(WindowHandle distributor, intptr_t lparam);

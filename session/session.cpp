@@ -9,8 +9,7 @@
 #include <ctime>
 
 #include "dbv/dbv_build.h"
-#include "service/operations.h"
-#include "service/service.h"
+#include "exchange/exchange.h"
 #include "ui/os.h"
 
 SessionValues g_session;
@@ -155,8 +154,8 @@ void FillInitializeRequest(DbvInitializeReq *request, const InitializeKeys &keys
 // Reads the wait time-out of this and the later operations; then connects.
 bool Connect(const InitializeKeys &keys)
 {
-    if (!RequestInteger("QueryTimeout", &g_session.wait_timeout, g_service.session_timeout))
-        RequestInteger("Timeout", &g_session.wait_timeout, g_service.session_timeout);
+    if (!RequestInteger("QueryTimeout", &g_session.wait_timeout, IdleLimit()))
+        RequestInteger("Timeout", &g_session.wait_timeout, IdleLimit());
     // An association left by a failed INITIALIZE is released before a new one.
     if (g_session.association != -1)
         AbortQuietly();
@@ -281,6 +280,16 @@ bool InitializeOperation()
         StartTraceIfAsked();
     WriteResponseLine("INITIALIZE_RESPONSE", success);
     return success;
+}
+
+bool SessionHasAssociation()
+{
+    return g_session.association != -1;
+}
+
+const std::string &GrantedOptions()
+{
+    return g_session.target_options;
 }
 
 void ReleaseSession()

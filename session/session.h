@@ -8,7 +8,7 @@
 #include <string>
 
 #include "dbv/dbvproto.h"
-#include "service/service.h"
+#include "exchange/exchange.h"
 
 struct SessionValues {
     DbvAssocId association = -1; // -1: no association
@@ -28,6 +28,11 @@ bool Disconnect();
 // A Close from the target: aborts the association and sets status 6000
 // with the reason's text (no status for a reason without one).
 void HandleClosePdu(const DbvClose *close);
+
+// True while the session has an association.
+bool SessionHasAssociation();
+// The options the target granted, one '0' or '1' per bit.
+const std::string &GrantedOptions();
 
 // Releases the session's association, without a word, as the program ends.
 void ReleaseSession();

@@ -14,6 +14,10 @@ void *MemAlloc(size_t size);
 void *MemRealloc(void *block, size_t size);
 void MemFree(void *block);
 
+/* Returns a copy of text in a block of this allocator, or NULL when memory
+ * runs out. */
+char *CopyText(const char *text);
+
 #ifdef __cplusplus
 }
 #endif

@@ -1,7 +1,7 @@
 // The record renderers, through the lines they write to a response file in
 // a scratch directory (also the current one, where "grsbrief.tbl" is read).
+#include "exchange/exchange.h"
 #include "render/render.h"
-#include "service/service.h"
 #include "tests/dbv/dbv_testkit.h"
 #include "tools/distributor/marc_display.h"
 
@@ -31,9 +31,9 @@ struct RenderTest : ::testing::Test {
                    "-" + std::to_string(std::random_device{}()));
         fs::create_directories(scratch);
         fs::current_path(scratch);
-        std::snprintf(g_service.temp_directory, kTempPathSize, "%s/", scratch.string().c_str());
-        std::snprintf(g_service.temp_prefix, kTempPrefixSize, "R");
-        g_service.instance_window = WindowFromNumber(0x1234);
+        std::snprintf(g_exchange.temp_directory, kTempPathSize, "%s/", scratch.string().c_str());
+        std::snprintf(g_exchange.temp_prefix, kTempPrefixSize, "R");
+        g_exchange.instance_window = WindowFromNumber(0x1234);
     }
     void TearDown() override
     {

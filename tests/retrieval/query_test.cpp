@@ -3,7 +3,7 @@
 #include "retrieval/query.h"
 
 #include "dbv/dbv_build.h"
-#include "service/service.h"
+#include "exchange/exchange.h"
 
 #include <gtest/gtest.h>
 
@@ -53,7 +53,7 @@ std::string BoxesShownBy(const std::function<void()> &call)
     std::thread closer([&] {
         for (WindowHandle last = 0; !finished; SleepMilliseconds(10)) {
             char caption[64], text[128];
-            WindowHandle box = FindMessageBox(g_service.instance_window, caption, sizeof caption, text, sizeof text);
+            WindowHandle box = FindMessageBox(g_exchange.instance_window, caption, sizeof caption, text, sizeof text);
             // A box shows its text a moment after it opens.
             if (box && box != last && text[0]) {
                 boxes += std::string(caption) + ": " + text + "\n";
@@ -82,8 +82,8 @@ std::string BoxesShownBy(const std::function<void()> &call)
 // status 2003 and only with it.
 std::string Formulate(const std::string &line)
 {
-    g_service.format_mode = FORMAT_PLAIN;
-    std::snprintf(g_service.current_request, sizeof g_service.current_request, "%s", line.c_str());
+    g_exchange.format_mode = FORMAT_PLAIN;
+    std::snprintf(g_exchange.current_request, sizeof g_exchange.current_request, "%s", line.c_str());
     ClearStatus();
     DbvSearchReq *request = dbv::New<DbvSearchReq>();
     bool ok = false;

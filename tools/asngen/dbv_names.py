@@ -4,6 +4,8 @@ naming rules of emit_dbv, and the type tags of the EXTERNAL single-ASN1-type
 values. Keys are the names of the Z39.50 APDU module (lifted anonymous types
 by their lifted name); every other type is named by the rules alone."""
 
+from registrations import OID
+
 # Structure names.
 TYPE_NAMES = {
     'PDU': 'DbvPdu',
@@ -169,7 +171,7 @@ CHOICES = {
 # its single-ASN1-type value under an identifier of its own, which DBV gives
 # as that structure: (module name contains, type name, identifier sent).
 OPEN_EXTERNALS = {('Query', 'type-0')}
-CARRIED = {('Query', 'type-104'): ('SQL', 'SQLQuery', '1.2.840.10003.16.1')}
+CARRIED = {('Query', 'type-104'): ('SQL', 'SQLQuery', OID['QUERY_SQL'])}
 
 # Choice components whose selector and union stand in the enclosing
 # structure itself, without a field of their own.
@@ -196,28 +198,28 @@ ENUMS = {
 # union member, identifier sent). The generated type behind each is the one
 # that the registration groups install under that identifier.
 ASN1_TYPES = [
-    ('AT_UnstructuredText', 1, 'psUnstructuredText', '1.2.840.10003.5.101'),
-    ('AT_OpacRecord', 2, 'psOpacRecord', '1.2.840.10003.5.102'),
-    ('AT_SummaryRecord', 3, 'psSummaryRecord', '1.2.840.10003.5.103'),
-    ('AT_ResourceReport1', 4, 'psResourceReport1', '1.2.840.10003.7.1'),
-    ('AT_ResourceReport2', 5, 'psResourceReport2', '1.2.840.10003.7.2'),
-    ('AT_EsTaskPackage', 6, 'psEsTaskPackage', '1.2.840.10003.5.106'),
-    ('AT_UpdateExtendedService', 7, 'psUpdateExtendedService', '1.2.840.10003.9.5'),
-    ('AT_ItemOrderExtendedService', 9, 'psItemOrderExtendedService', '1.2.840.10003.9.4'),
-    ('AT_IllPdu', 10, 'psIllPdu', '1.2.10161.2.1'),
-    ('AT_ExplainRecord', 12, 'psExplainRecord', '1.2.840.10003.5.100'),
-    ('AT_GenericRecord', 13, 'psGenericRecord', '1.2.840.10003.5.105'),
-    ('AT_PromptObject', 14, 'psPromptObject', '1.2.840.10003.8.1'),
-    ('AT_Print', 15, 'psPrintExtendedService', '1.2.840.10003.9.1000.70.1'),
-    ('AT_Alert', 16, 'psAlertExtendedService', '1.2.840.10003.9.1000.70.2'),
-    ('AT_Corder', 17, 'psCOrder', '1.2.840.10003.9.4.1000.70.1'),
-    ('AT_CharSetAndLanguage', 18, 'psCharSetAndLanguage', '1.2.840.10003.10.2'),
-    ('AT_ExportSpecification', 19, 'psExpSpecExtendedService', '1.2.840.10003.9.6'),
-    ('AT_ExportInvocation', 20, 'psExpInvoExtendedService', '1.2.840.10003.9.7'),
-    ('AT_UserInfoSearchResult1', 21, 'psUserInfoSearchResult1', '1.2.840.10003.10.1'),
-    ('AT_SQLResult', 22, 'psSQLResult', '1.2.840.10003.5.111'),
-    ('AT_CipBItemOrderExtendedService', 23, 'psCipBItemOrderExtendedService', '1.2.840.10003.9.1000.99.1'),
-    ('AT_CIPSpecificInfo', 24, 'psCIPSpecificInfo', '1.2.840.10003.2.1000.99.1'),
+    ('AT_UnstructuredText', 1, 'psUnstructuredText', OID['SYNTAX_SUTRS']),
+    ('AT_OpacRecord', 2, 'psOpacRecord', OID['SYNTAX_OPAC']),
+    ('AT_SummaryRecord', 3, 'psSummaryRecord', OID['SYNTAX_SUMMARY']),
+    ('AT_ResourceReport1', 4, 'psResourceReport1', OID['RESOURCE1']),
+    ('AT_ResourceReport2', 5, 'psResourceReport2', OID['RESOURCE2']),
+    ('AT_EsTaskPackage', 6, 'psEsTaskPackage', OID['SYNTAX_ES']),
+    ('AT_UpdateExtendedService', 7, 'psUpdateExtendedService', OID['ES_UPDATE']),
+    ('AT_ItemOrderExtendedService', 9, 'psItemOrderExtendedService', OID['ES_ITEMORDER']),
+    ('AT_IllPdu', 10, 'psIllPdu', OID['ILL_APDU']),
+    ('AT_ExplainRecord', 12, 'psExplainRecord', OID['SYNTAX_EXPLAIN']),
+    ('AT_GenericRecord', 13, 'psGenericRecord', OID['SYNTAX_GRS1']),
+    ('AT_PromptObject', 14, 'psPromptObject', OID['PROMPT1']),
+    ('AT_Print', 15, 'psPrintExtendedService', OID['ES_PRINT']),
+    ('AT_Alert', 16, 'psAlertExtendedService', OID['ES_ALERT']),
+    ('AT_Corder', 17, 'psCOrder', OID['ES_CORDER']),
+    ('AT_CharSetAndLanguage', 18, 'psCharSetAndLanguage', OID['NEGOT_CHARSET']),
+    ('AT_ExportSpecification', 19, 'psExpSpecExtendedService', OID['ES_EXPORTSPEC']),
+    ('AT_ExportInvocation', 20, 'psExpInvoExtendedService', OID['ES_EXPORTINV']),
+    ('AT_UserInfoSearchResult1', 21, 'psUserInfoSearchResult1', OID['USERINFO_SEARCHRESULT1']),
+    ('AT_SQLResult', 22, 'psSQLResult', OID['SYNTAX_SQL_RS']),
+    ('AT_CipBItemOrderExtendedService', 23, 'psCipBItemOrderExtendedService', OID['ES_CIP_ITEMORDER']),
+    ('AT_CIPSpecificInfo', 24, 'psCIPSpecificInfo', OID['CIP_SPECIFIC']),
 ]
 # A single-ASN1-type value whose identifier is not a structured one: kept as
 # the BER octets of the value.

@@ -6,7 +6,7 @@ forwards and aborts through the runtime."""
 
 import registrations
 from asnparse import AsnError
-from asnmodel import c_ident, module_file_stem
+from asnmodel import PDU_CHOICE_CODE, c_ident, module_file_stem
 
 INDEF = 'ASN_INDEFINITE_LEN'
 
@@ -419,7 +419,7 @@ class CodecEmitter:
         fn.add('void **slot = (void **)ASN_ListAppend(v);')
         fn.open('if (!slot)')
         fn.add('MemFree(e);')
-        fn.add('ASN_Abort(-27);')
+        fn.add('ASN_Abort(ASN_ABORT_NO_MEMORY);')
         fn.close()
         fn.add('*slot = e;')
         self.emit_dec(fn, nt.module, t, 'e', 'tag', 'len', '&dec', nt.abort)
@@ -529,6 +529,11 @@ class CodecEmitter:
         enum(nt.cname, t.named)
         if t.kind == 'CHOICE':
             enum(nt.cname, [(c.name, i) for i, c in enumerate(t.components)])
+        if nt.abort == PDU_CHOICE_CODE:
+            lines.append('/* The alternative index a PDU keeps when its tag is none of these, and')
+            lines.append(' * the code its decode then aborts with. */')
+            lines.append('enum { ASN_PDU_UNKNOWN = %d, ASN_UNKNOWN_PDU_CODE = %d };'
+                         % (len(t.components), PDU_CHOICE_CODE))
         if t.kind in ('SEQUENCE', 'SET'):
             for c in t.components:
                 if c.name:

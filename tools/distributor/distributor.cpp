@@ -5,7 +5,6 @@
 #include "service/service.h"
 #include "tools/distributor/marc_display.h"
 
-#include <cctype>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -171,19 +170,12 @@ std::string LineValue(const std::string &line, const char *key, bool *found)
 // Reads a key in the line's own style, leaving the mode alone.
 std::string OwnStyleValue(const std::string &line, const char *key)
 {
-    FormatMode mode = g_service.format_mode;
-    g_service.format_mode = line[0] == '"' ? FORMAT_QUOTED : FORMAT_PLAIN;
+    FormatMode mode = g_exchange.format_mode;
+    g_exchange.format_mode = line[0] == '"' ? FORMAT_QUOTED : FORMAT_PLAIN;
     bool found;
     std::string value = LineValue(line, key, &found);
-    g_service.format_mode = mode;
+    g_exchange.format_mode = mode;
     return value;
-}
-
-std::string UpperCase(std::string text)
-{
-    for (char &c : text)
-        c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-    return text;
 }
 
 // Adds "Distributor" and "Instance" to a line that lacks them, in the line's own style.
@@ -342,14 +334,14 @@ void FollowLoadSettings(const std::string &line)
         return;
     std::string path = LineValue(line, "TempPath", &found);
     if (path.empty()) {
-        SystemTempDirectory(g_service.temp_directory, sizeof g_service.temp_directory);
+        SystemTempDirectory(g_exchange.temp_directory, sizeof g_exchange.temp_directory);
     } else {
-        std::snprintf(g_service.temp_directory, sizeof g_service.temp_directory, "%s", path.c_str());
-        AddPathSeparator(g_service.temp_directory, sizeof g_service.temp_directory);
+        std::snprintf(g_exchange.temp_directory, sizeof g_exchange.temp_directory, "%s", path.c_str());
+        AddPathSeparator(g_exchange.temp_directory, sizeof g_exchange.temp_directory);
     }
     std::string prefix = LineValue(line, "TempPrefix", &found);
     if (!prefix.empty())
-        std::snprintf(g_service.temp_prefix, sizeof g_service.temp_prefix, "%s", prefix.c_str());
+        std::snprintf(g_exchange.temp_prefix, sizeof g_exchange.temp_prefix, "%s", prefix.c_str());
 }
 
 // Waits for one MSG_REQUEST_DONE per queued line, printing the response lines; stops at a failure.
@@ -379,7 +371,7 @@ std::string InstanceName()
 std::string WriteRequestFile(const std::vector<std::string> &lines)
 {
     char path[kTempPathSize + kTempPrefixSize + 20];
-    std::snprintf(path, sizeof path, "%s%s%08lX%04lX.tmp", g_service.temp_directory, g_service.temp_prefix,
+    std::snprintf(path, sizeof path, "%s%s%08lX%04lX.tmp", g_exchange.temp_directory, g_exchange.temp_prefix,
                   static_cast<unsigned long>(WindowNumber(g_distributor.own_window)) & 0xFFFFFFFFUL,
                   static_cast<unsigned long>(g_distributor.options.instance) & 0xFFFFUL);
     // The client holds its mutex while it reads the file; take it before rewriting.
@@ -416,15 +408,16 @@ void RunRequestText(const std::string &text)
     std::vector<std::string> lines = SplitLines(text);
     int code = lines.empty() ? 0 : RequestCode(UpperCase(OwnStyleValue(lines[0], "RequestType")).c_str());
     // A client's first request built from CLOSE or EXIT puts it in plain mode.
-    if ((code == 7 || code == 8) && g_service.format_mode == FORMAT_UNDECIDED)
-        g_service.format_mode = FORMAT_PLAIN;
+    bool client_builds = code == REQUEST_CLOSE || code == REQUEST_EXIT;
+    if (client_builds && g_exchange.format_mode == FORMAT_UNDECIDED)
+        g_exchange.format_mode = FORMAT_PLAIN;
     for (std::string &line : lines)
         line = AddReturnAddress(line);
     std::string joined;
     for (const std::string &line : lines)
         joined += line + "\n";
     // For CLOSE and EXIT the client builds the one request itself.
-    size_t expected = (code == 7 || code == 8) ? 1 : QueuedRequestCount(joined);
+    size_t expected = client_builds ? 1 : QueuedRequestCount(joined);
     std::string path = WriteRequestFile(lines);
     if (ClientEnded())
         Fail("the client has ended");
@@ -458,7 +451,7 @@ void ConnectToClient()
         std::snprintf(title, sizeof title, "Tellan:%ld", options.attach);
         if (FindWindowByTitle(title) != g_distributor.client)
             Fail("no client with that instance name is running");
-        g_service.instance_window = g_distributor.client;
+        g_exchange.instance_window = g_distributor.client;
         return;
     }
     std::string command_line = options.command_line.empty() ? "" : AddReturnAddress(options.command_line);
@@ -475,7 +468,7 @@ void ConnectToClient()
         PumpMessages(20);
     }
     // The response file carries the client's window number.
-    g_service.instance_window = g_distributor.client;
+    g_exchange.instance_window = g_distributor.client;
     if (!command_line.empty())
         FollowRequests(SplitLines(command_line), QueuedRequestCount(command_line));
 }
@@ -522,7 +515,7 @@ int main(int argc, char **argv)
     UseBinaryStandardOutput();
     g_distributor.options = ParseOptions(argc, argv);
     Options &options = g_distributor.options;
-    SystemTempDirectory(g_service.temp_directory, sizeof g_service.temp_directory);
+    SystemTempDirectory(g_exchange.temp_directory, sizeof g_exchange.temp_directory);
     if (!RegisterWindowClass("KestraDistributor", DistributorWindowProcedure))
         Fail("cannot register the window class");
     g_distributor.own_window = CreateHiddenWindow("KestraDistributor", "Kestra distributor");

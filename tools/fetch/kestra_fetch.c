@@ -25,9 +25,9 @@ static const struct {
     const char *name;
     const char *oid;
 } SYNTAXES[] = {
-    {"USMARC", "1.2.840.10003.5.10"}, {"UNIMARC", "1.2.840.10003.5.1"},  {"UKMARC", "1.2.840.10003.5.11"},
-    {"SUTRS", "1.2.840.10003.5.101"}, {"OPAC", "1.2.840.10003.5.102"},   {"SUMMARY", "1.2.840.10003.5.103"},
-    {"GRS-1", "1.2.840.10003.5.105"}, {"XML", "1.2.840.10003.5.109.10"},
+    {"USMARC", OID_SYNTAX_USMARC}, {"UNIMARC", OID_SYNTAX_UNIMARC}, {"UKMARC", OID_SYNTAX_UKMARC},
+    {"SUTRS", OID_SYNTAX_SUTRS},   {"OPAC", OID_SYNTAX_OPAC},       {"SUMMARY", OID_SYNTAX_SUMMARY},
+    {"GRS-1", OID_SYNTAX_GRS1},    {"XML", OID_SYNTAX_XML},
 };
 
 static const char *SyntaxOid(const char *syntax)
@@ -164,7 +164,7 @@ static long Search(DbvAssocId id, const char *database, const char *term)
     operand.sTerm.uTerm.psGeneral = &termText;
     leaf.eOperandType = OPD_AttributesPlusTerm;
     leaf.uOperand.psAttributesPlusTerm = &operand;
-    rpn.pcAttributeSetId = "1.2.840.10003.3.1";
+    rpn.pcAttributeSetId = OID_ATTSET_BIB1;
     rpn.sRpnStructure.eRpnStructureType = RST_RpnOperand;
     rpn.sRpnStructure.uRPNStructure.psRpnOperand = &leaf;
     query.eQueryType = QT_Rpn;

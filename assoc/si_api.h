@@ -1,35 +1,18 @@
 /* The association layer's public face: the error structure every toolkit
- * call hands back, association ids, target descriptions, the origin states
- * and events, trace levels, and the calls that open, watch, trace and abort
- * associations. Plain C: usable from C programs and from C++. */
-#ifndef KESTRA_DBV_SI_API_H
-#define KESTRA_DBV_SI_API_H
+ * call hands back (diag/si_error.h) with its codes, target descriptions,
+ * the origin states and events, and the calls that open, watch, trace and
+ * abort associations. Plain C: usable from C programs and from C++. */
+#ifndef KESTRA_ASSOC_SI_API_H
+#define KESTRA_ASSOC_SI_API_H
 
 #include <stdint.h>
 #include <stdio.h>
 
+#include "diag/si_error.h"
+
 #ifdef __cplusplus
 extern "C" {
 #endif
-
-#define SI_OK 0
-#define SI_NOTOK 1
-
-/* Names one entry of the association table. */
-typedef int32_t DbvAssocId;
-
-typedef enum SIErrorClass {
-    SI_Communication_Error = 0,
-    SI_Interface_Error = 1,
-    SI_OperatingSystem_Error = 2,
-    SI_Abort = 3
-} SIErrorClass;
-
-typedef enum SIAssociationState {
-    Association_Open = 0,
-    Association_Closed = 1,
-    Association_Unknown_State = 2
-} SIAssociationState;
 
 /* Error codes carried in lIfOsCoError. */
 enum {
@@ -51,26 +34,7 @@ enum {
     SI_ERR_NAMES_NO_FILE = 110
 };
 
-/* What an SI_Abort error carries instead of a code. */
-typedef struct SIAbortInfo {
-    int32_t eAbortSource;
-    int32_t lAbortReason;
-    char *pcDiagnostics;
-} SIAbortInfo;
-
-/* Made by the toolkit, owned by the caller, released with SIFreeError.
- * pcDiagnostics holds the error's text for every class (for SI_Abort the
- * same text as psAbort->pcDiagnostics). */
-typedef struct SIError {
-    SIErrorClass eErrorClass;
-    union {
-        int32_t lIfOsCoError;  /* classes 0-2 */
-        SIAbortInfo *psAbort;  /* SI_Abort */
-    } uErrorCode;
-    char *pcDiagnostics;
-    SIAssociationState eAssociationState;
-} SIError;
-
+/* Releases an error structure and all it holds; NULL is allowed. */
 void SIFreeError(SIError *psError);
 
 /* Origin states; 0 names none. */
@@ -185,9 +149,6 @@ int SIGetEventLocation(DbvAssocId **pplAssocId, int32_t lTimeout, uint32_t **ppu
  * a negative lSeconds lifts the bound. SI_OK, or SI_NOTOK for an unknown
  * association. */
 int SISetReadDeadline(DbvAssocId lAssocId, int32_t lSeconds, SIError **ppsError);
-
-/* Trace levels. */
-enum { Trace_Off = 0, Trace_Low = 1, Trace_High = 2 };
 
 /* Starts (level 1 or 2) or ends (level 0) the trace of an association into
  * a stream that the caller opens and closes. */

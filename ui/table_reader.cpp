@@ -1,4 +1,4 @@
-#include "assoc/table_reader.h"
+#include "ui/table_reader.h"
 
 #include <cstdio>
 #include <cstdlib>

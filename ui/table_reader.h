@@ -17,8 +17,8 @@
  * - Null is the kind of the "token" read past the last one of a line.
  * So a target names entry reads  "z3950" "z3950.example.org" "210"  and a
  * tag-name line  2 1 "Title" True. */
-#ifndef KESTRA_ASSOC_TABLE_READER_H
-#define KESTRA_ASSOC_TABLE_READER_H
+#ifndef KESTRA_UI_TABLE_READER_H
+#define KESTRA_UI_TABLE_READER_H
 
 #include <stddef.h>
 

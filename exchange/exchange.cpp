@@ -1,6 +1,6 @@
 // The exchange-file text operations: key:value pairs in plain or quoted
 // mode, the comma-separated response line, the status record and display.
-#include "service/service.h"
+#include "exchange/exchange.h"
 #include "ui/dialog.h"
 
 #include <cctype>
@@ -9,9 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 
-ServiceState g_service;
-
-namespace {
+ExchangeState g_exchange;
 
 std::string UpperCase(std::string text)
 {
@@ -19,6 +17,8 @@ std::string UpperCase(std::string text)
         c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
     return text;
 }
+
+namespace {
 
 std::string DoubleQuotes(const char *value)
 {
@@ -39,7 +39,7 @@ size_t ValueEnd(const char *text, size_t position, size_t *value_start)
     size_t start = colon ? static_cast<size_t>(colon - text) + 1 : std::strlen(text);
     *value_start = start;
     size_t end = start;
-    if (g_service.format_mode == FORMAT_QUOTED) {
+    if (g_exchange.format_mode == FORMAT_QUOTED) {
         while (text[end] && !(text[end] == '"' && text[end + 1] != '"'))
             end += text[end] == '"' ? 2 : 1;
         return text[end] ? end + 1 : end;
@@ -57,10 +57,10 @@ size_t ValueEnd(const char *text, size_t position, size_t *value_start)
 
 bool FindKey(const char *text, const char *key, size_t *position)
 {
-    if (g_service.format_mode == FORMAT_UNDECIDED)
-        g_service.format_mode = text[0] == '"' ? FORMAT_QUOTED : FORMAT_PLAIN;
+    if (g_exchange.format_mode == FORMAT_UNDECIDED)
+        g_exchange.format_mode = text[0] == '"' ? FORMAT_QUOTED : FORMAT_PLAIN;
     std::string haystack = UpperCase(std::string(" ") + text + " ");
-    std::string needle = UpperCase(std::string(g_service.format_mode == FORMAT_QUOTED ? " \"" : " ") + key + ":");
+    std::string needle = UpperCase(std::string(g_exchange.format_mode == FORMAT_QUOTED ? " \"" : " ") + key + ":");
     size_t found = haystack.find(needle);
     if (found == std::string::npos)
         return false;
@@ -79,7 +79,7 @@ bool ReadKeyString(const char *text, const char *key, char *out, size_t out_size
     size_t start;
     size_t end = ValueEnd(text, position, &start);
     std::string value;
-    if (g_service.format_mode == FORMAT_QUOTED) {
+    if (g_exchange.format_mode == FORMAT_QUOTED) {
         for (size_t i = start; i < end && !(text[i] == '"' && text[i + 1] != '"'); ++i) {
             value += text[i];
             if (text[i] == '"')
@@ -121,7 +121,7 @@ void RemoveKey(char *text, const char *key)
     size_t end = ValueEnd(text, position, &start);
     // The blank that ends an unquoted plain value goes with its pair; so
     // does the character after a quoted-mode pair's closing quote.
-    bool quoted = g_service.format_mode == FORMAT_QUOTED;
+    bool quoted = g_exchange.format_mode == FORMAT_QUOTED;
     if (text[end] && (quoted || (text[start] != '"' && text[end] == ' ')))
         ++end;
     std::memset(text + position, ' ', end - position);
@@ -131,7 +131,7 @@ bool WriteKeyString(char *text, size_t text_size, const char *key, const char *v
 {
     RemoveKey(text, key);
     std::string pair = text[0] ? " " : "";
-    if (g_service.format_mode == FORMAT_QUOTED)
+    if (g_exchange.format_mode == FORMAT_QUOTED)
         pair += "\"" + std::string(key) + ":" + DoubleQuotes(value) + "\"";
     else if (std::strchr(value, ' '))
         pair += std::string(key) + ":\"" + DoubleQuotes(value) + "\"";
@@ -157,22 +157,22 @@ bool WriteKeyInteger(char *text, size_t text_size, const char *key, long value)
 
 bool RequestString(const char *key, char *out, size_t out_size, const char *default_value)
 {
-    return ReadKeyString(g_service.current_request, key, out, out_size, default_value);
+    return ReadKeyString(g_exchange.current_request, key, out, out_size, default_value);
 }
 
 bool RequestInteger(const char *key, long *out, long default_value)
 {
-    return ReadKeyInteger(g_service.current_request, key, out, default_value);
+    return ReadKeyInteger(g_exchange.current_request, key, out, default_value);
 }
 
 bool PairString(const char *key, const char *value)
 {
-    return WriteKeyString(g_service.response_pairs, sizeof g_service.response_pairs, key, value);
+    return WriteKeyString(g_exchange.response_pairs, sizeof g_exchange.response_pairs, key, value);
 }
 
 bool PairInteger(const char *key, long value)
 {
-    return WriteKeyInteger(g_service.response_pairs, sizeof g_service.response_pairs, key, value);
+    return WriteKeyInteger(g_exchange.response_pairs, sizeof g_exchange.response_pairs, key, value);
 }
 
 void AppendField(const char *text)
@@ -180,10 +180,10 @@ void AppendField(const char *text)
     if (!text)
         text = "";
     if (std::strpbrk(text, "\",\n\r"))
-        g_service.response_text += "\"" + DoubleQuotes(text) + "\"";
+        g_exchange.response_text += "\"" + DoubleQuotes(text) + "\"";
     else
-        g_service.response_text += text;
-    g_service.response_text += ",";
+        g_exchange.response_text += text;
+    g_exchange.response_text += ",";
 }
 
 void AppendInteger(long value)
@@ -196,8 +196,8 @@ void AppendInteger(long value)
 std::string ResponseFileName()
 {
     char name[kTempPathSize + kTempPrefixSize + 16];
-    std::snprintf(name, sizeof name, "%s%s%08lX0000.tmp", g_service.temp_directory, g_service.temp_prefix,
-                  static_cast<unsigned long>(WindowNumber(g_service.instance_window)) & 0xFFFFFFFFUL);
+    std::snprintf(name, sizeof name, "%s%s%08lX0000.tmp", g_exchange.temp_directory, g_exchange.temp_prefix,
+                  static_cast<unsigned long>(WindowNumber(g_exchange.instance_window)) & 0xFFFFFFFFUL);
     return name;
 }
 
@@ -205,10 +205,26 @@ void FlushResponse()
 {
     // A response file that cannot be opened loses the line without a message.
     if (std::FILE *file = std::fopen(ResponseFileName().c_str(), "a+")) {
-        std::fprintf(file, "%s\n", g_service.response_text.c_str());
+        std::fprintf(file, "%s\n", g_exchange.response_text.c_str());
         std::fclose(file);
     }
-    g_service.response_text.clear();
+    g_exchange.response_text.clear();
+}
+
+void WriteEchoLine(const char *request_tag)
+{
+    AppendField(request_tag);
+    AppendInteger(0);
+    AppendField(g_exchange.current_request);
+    FlushResponse();
+}
+
+void WriteResponseLine(const char *response_tag, bool success)
+{
+    AppendField(response_tag);
+    AppendInteger(success ? 0 : StatusCode());
+    AppendField(success ? g_exchange.response_pairs : StatusText());
+    FlushResponse();
 }
 
 void SetStatus(long code, long number, const char *text)
@@ -216,38 +232,48 @@ void SetStatus(long code, long number, const char *text)
     if (!text || !*text)
         return;
     if (number == 0) {
-        g_service.status_text = text;
+        g_exchange.status_text = text;
     } else {
         char with_number[40];
         std::snprintf(with_number, sizeof with_number, " (Error: %ld)", number);
-        g_service.status_text = std::string(text) + with_number;
+        g_exchange.status_text = std::string(text) + with_number;
     }
-    g_service.status_code = code;
-    ShowStatus(g_service.status_text.c_str());
+    g_exchange.status_code = code;
+    ShowStatus(g_exchange.status_text.c_str());
 }
 
 bool StatusIsSet()
 {
-    return !g_service.status_text.empty();
+    return !g_exchange.status_text.empty();
 }
 
 long StatusCode()
 {
-    return g_service.status_code;
+    return g_exchange.status_code;
 }
 
 const char *StatusText()
 {
-    return g_service.status_text.c_str();
+    return g_exchange.status_text.c_str();
 }
 
 void ClearStatus()
 {
-    g_service.status_text.clear();
-    g_service.status_code = 0;
+    g_exchange.status_text.clear();
+    g_exchange.status_code = 0;
 }
 
 void ShowStatus(const char *text)
 {
     PrependStatusLine(text);
+}
+
+long IdleLimit()
+{
+    return g_exchange.session_timeout;
+}
+
+WindowHandle InstanceWindow()
+{
+    return g_exchange.instance_window;
 }
