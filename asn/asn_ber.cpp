@@ -105,6 +105,7 @@ AsnLen PutLowOctets(ASN_Buffer *b, uint32_t v, int n)
 // Records the primitive segments of a constructed string (recursively).
 void CollectSegments(ASN_Buffer *b, AsnLen len, AsnLen *bytesDecoded)
 {
+    AsnNesting level;
     AsnLen local = 0;
     while (len == ASN_INDEFINITE_LEN || local < len) {
         AsnTag tag = ASN_DecodeTag(b, &local);
@@ -171,11 +172,26 @@ int SubidentifierOctets(uint32_t sub)
     return groups;
 }
 
+// Levels of nesting the decoders hold at present.
+int nestingDepth;
+
 } // namespace
 
 void ASN_Abort(int code)
 {
     throw AsnAbort{code};
+}
+
+AsnNesting::AsnNesting()
+{
+    if (nestingDepth >= ASN_MAX_NESTING)
+        ASN_Abort(ASN_TOO_DEEP_CODE);
+    nestingDepth++;
+}
+
+AsnNesting::~AsnNesting()
+{
+    nestingDepth--;
 }
 
 extern "C" {

@@ -51,7 +51,8 @@ void DecodeRaw(ASN_Buffer *b, AsnLen len, AsnOcts *raw, AsnLen *decoded)
 void DecodeEncoding(ASN_Buffer *b, AsnTag tag, AsnLen len, AsnExternal *v, AsnLen *decoded)
 {
     switch (tag) {
-    case kSingleTag:
+    case kSingleTag: {
+        AsnNesting wrapper;
         if (IsStructured(v->directReference)) {
             v->encodingChoice = AsnExternal_singleASN1Type;
             v->encoding.singleASN1Type = New<AsnAny>();
@@ -64,6 +65,7 @@ void DecodeEncoding(ASN_Buffer *b, AsnTag tag, AsnLen len, AsnExternal *v, AsnLe
         }
         ASN_EndContents(b, len, decoded);
         break;
+    }
     case kOctetAlignedTag:
     case kOctetAlignedTag | ASN_CONSTRUCTED_BIT:
         v->encodingChoice = AsnExternal_octetAligned;
@@ -113,6 +115,7 @@ AsnLen ASN_EncodeExternalContent(ASN_Buffer *b, AsnExternal *v)
 
 void ASN_DecodeExternalContent(ASN_Buffer *b, AsnTag, AsnLen len, AsnExternal *v, AsnLen *bytesDecoded)
 {
+    AsnNesting level;
     AsnLen decoded = 0;
     AsnTag tag = 0;
     AsnLen elmtLen = 0;

@@ -8,7 +8,9 @@
 #include <cstring>
 #include <string>
 
+#include "asn/asn_ber.h"
 #include "assoc/errors.h"
+#include "dbv/dbv_tree.h"
 
 namespace {
 
@@ -468,14 +470,20 @@ bool CheckRecordComposition(Walk &w, const DbvRecordComposition *r)
 }
 
 // Runs a request's checks from its root name; SI_OK or SI_NOTOK.
-template <typename T, typename Check> int Run(DbvAssocId assoc, const T *request, const char *root, SIError **slot,
-                                              Check check)
+// A tree nesting deeper than the codec accepts from a target is refused
+// whole before any walk over it, this one and those after it included.
+template <typename T, typename Check>
+int Run(DbvAssocId assoc, const T *request, const DbvTypeDesc *type, const char *root, SIError **slot, Check check)
 {
     Walk w{assoc, slot, ""};
     if (slot)
         *slot = nullptr;
     if (!Compulsory(w, request, root))
         return SI_NOTOK;
+    if (!DbvTreeNestsWithin(type, request, ASN_MAX_NESTING)) {
+        OutOfRange(w, root);
+        return SI_NOTOK;
+    }
     w.path = std::string(root) + "->";
     return check(w, request) ? SI_OK : SI_NOTOK;
 }
@@ -501,7 +509,8 @@ int DbvOidIsValid(const char *pcOid)
 
 int DbvCheckInitializeRequest(DbvAssocId lAssocId, const DbvInitializeReq *psInitializeReq, SIError **ppsError)
 {
-    return Run(lAssocId, psInitializeReq, "psInitializeReq", ppsError, [](Walk &w, const DbvInitializeReq *r) {
+    return Run(lAssocId, psInitializeReq, &DbvDesc_InitializeReq, "psInitializeReq", ppsError,
+               [](Walk &w, const DbvInitializeReq *r) {
         if (!BitString(w, r->pcProtocolVersion, "pcProtocolVersion") || !BitString(w, r->pcOptions, "pcOptions") ||
             !AllowedOptions(w, r->pcOptions, "pcOptions"))
             return false;
@@ -531,7 +540,8 @@ int DbvCheckInitializeRequest(DbvAssocId lAssocId, const DbvInitializeReq *psIni
 
 int DbvCheckSearchRequest(DbvAssocId lAssocId, const DbvSearchReq *psSearchReq, SIError **ppsError)
 {
-    return Run(lAssocId, psSearchReq, "psSearchReq", ppsError, [](Walk &w, const DbvSearchReq *r) {
+    return Run(lAssocId, psSearchReq, &DbvDesc_SearchReq, "psSearchReq", ppsError,
+               [](Walk &w, const DbvSearchReq *r) {
         return Boolean(w, r->fReplaceIndicator, "fReplaceIndicator") &&
                Compulsory(w, r->ppsDatabaseNames, "ppsDatabaseNames") &&
                (!r->psSmallSetElementNames ||
@@ -548,7 +558,8 @@ int DbvCheckSearchRequest(DbvAssocId lAssocId, const DbvSearchReq *psSearchReq, 
 
 int DbvCheckPresentRequest(DbvAssocId lAssocId, const DbvPresentReq *psPresentReq, SIError **ppsError)
 {
-    return Run(lAssocId, psPresentReq, "psPresentReq", ppsError, [](Walk &w, const DbvPresentReq *r) {
+    return Run(lAssocId, psPresentReq, &DbvDesc_PresentReq, "psPresentReq", ppsError,
+               [](Walk &w, const DbvPresentReq *r) {
         return (!r->psRecordComposition ||
                 Within(w, "psRecordComposition->", [&] { return CheckRecordComposition(w, r->psRecordComposition); })) &&
                OptionalOid(w, r->pcPreferredRecordSyntax, "pcPreferredRecordSyntax") &&
@@ -558,7 +569,8 @@ int DbvCheckPresentRequest(DbvAssocId lAssocId, const DbvPresentReq *psPresentRe
 
 int DbvCheckScanRequest(DbvAssocId lAssocId, const DbvScanReq *psScanReq, SIError **ppsError)
 {
-    return Run(lAssocId, psScanReq, "psScanReq", ppsError, [](Walk &w, const DbvScanReq *r) {
+    return Run(lAssocId, psScanReq, &DbvDesc_ScanReq, "psScanReq", ppsError,
+               [](Walk &w, const DbvScanReq *r) {
         return Compulsory(w, r->ppsDatabaseNames, "ppsDatabaseNames") &&
                OptionalOid(w, r->pcAttributeSetId, "pcAttributeSetId") &&
                Within(w, "sAttributesPlusTerm.", [&] { return CheckAttributesPlusTerm(w, &r->sAttributesPlusTerm); }) &&
@@ -568,7 +580,7 @@ int DbvCheckScanRequest(DbvAssocId lAssocId, const DbvScanReq *psScanReq, SIErro
 
 int DbvCheckDiagnostic(DbvAssocId lAssocId, const DbvDiagnostic *psDiagnostic, SIError **ppsError)
 {
-    return Run(lAssocId, psDiagnostic, "psDiagnostic", ppsError, CheckDiagnostic);
+    return Run(lAssocId, psDiagnostic, &DbvDesc_Diagnostic, "psDiagnostic", ppsError, CheckDiagnostic);
 }
 
 } // extern "C"

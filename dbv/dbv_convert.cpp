@@ -517,10 +517,24 @@ void ReleaseValue(const AnyInfo *info, void *value)
     }
 }
 
-// *value: the decoded value, or NULL when the octets do not decode; false
-// only when memory ran out.
+// Open values (the private query) and carried structures are decoded from
+// their octets only here, each decode afresh within the codec's nesting
+// limit. One met while another is being converted stays undecoded: a query
+// can hold a query, and a chain of them must not grow with the PDU's length.
+int valuesOpened;
+
+struct OpenedValue {
+    OpenedValue() { valuesOpened++; }
+    ~OpenedValue() { valuesOpened--; }
+};
+
+// *value: the decoded value, or NULL when the octets do not decode or are
+// inside another opened value; false only when memory ran out.
 bool DecodedValue(const AnyInfo *info, const AsnOcts *octs, void **value)
 {
+    *value = nullptr;
+    if (valuesOpened > 0)
+        return true;
     if (!(*value = MemAlloc(info->size)))
         return false;
     ASN_Buffer b;
@@ -612,6 +626,7 @@ bool ExternalFromOpen(const AsnOcts *from, DbvExternal *to)
     void *external = nullptr;
     if (!DecodedValue(&kWholeExternal, from, &external))
         return false;
+    OpenedValue opened;
     bool done = !external || ExternalFromAsn(static_cast<AsnExternal *>(external), to);
     ReleaseValue(&kWholeExternal, external);
     return done;
@@ -657,6 +672,7 @@ bool CarriedFromAsn(const DbvTypeDesc *type, const AsnExternal *from, void *to)
     void *value = nullptr;
     if (!DecodedValue(carried->psInfo, from->encoding.singleASN1Raw, &value))
         return false;
+    OpenedValue opened;
     bool done = !value || FromAsnFields(type, value, to);
     ReleaseValue(carried->psInfo, value);
     return done;

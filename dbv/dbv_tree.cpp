@@ -172,6 +172,44 @@ bool EqualFields(const DbvTypeDesc *type, const void *left, const void *right)
     });
 }
 
+bool FieldsNestWithin(const DbvTypeDesc *type, const void *value, uint32_t levels);
+
+// Whether the value in the slot holds no path through more than levels
+// structures and lists; the walk goes no deeper than that.
+bool SlotNestsWithin(const DbvValueDesc *v, uint32_t flags, const void *slot, uint32_t levels)
+{
+    const void *value = (flags & DBV_F_DBV_PTR) ? *static_cast<void *const *>(slot) : slot;
+    if (!value)
+        return true;
+    switch (v->eKind) {
+    case DBV_K_LIST: {
+        void *const *list = *static_cast<void **const *>(value);
+        if (!list)
+            return true;
+        if (levels == 0)
+            return false;
+        uint32_t elementFlags = DbvElementFlags(v->psElement);
+        for (uint32_t i = 0; list[i]; i++) {
+            if (!SlotNestsWithin(v->psElement, elementFlags, &list[i], levels - 1))
+                return false;
+        }
+        return true;
+    }
+    case DBV_K_STRUCT:
+    case DBV_K_EXTERNAL:
+        return levels > 0 && FieldsNestWithin(v->psType, value, levels - 1);
+    default:
+        return true;
+    }
+}
+
+bool FieldsNestWithin(const DbvTypeDesc *type, const void *value, uint32_t levels)
+{
+    return DbvEachMember(type, value, [&](const DbvFieldDesc *f) {
+        return SlotNestsWithin(&f->sValue, f->ulFlags, At(value, f->ulDbvOffset), levels);
+    });
+}
+
 } // namespace
 
 int DbvSelector(const DbvTypeDesc *choice, const void *value)
@@ -258,6 +296,11 @@ bool DbvEqualSlot(const DbvValueDesc *v, uint32_t flags, const void *left, const
     if (!a || !b)
         return a == b;
     return EqualValue(v, a, b);
+}
+
+bool DbvTreeNestsWithin(const DbvTypeDesc *type, const void *tree, uint32_t levels)
+{
+    return !tree || (levels > 0 && FieldsNestWithin(type, tree, levels - 1));
 }
 
 extern "C" {

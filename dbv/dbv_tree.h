@@ -40,4 +40,9 @@ void DbvFreeSlot(const DbvValueDesc *v, uint32_t flags, void *slot);
 bool DbvCopySlot(const DbvValueDesc *v, uint32_t flags, const void *from, void *to);
 bool DbvEqualSlot(const DbvValueDesc *v, uint32_t flags, const void *left, const void *right);
 
+// Whether no path through the tree (NULL: none) passes more than levels
+// structures and lists, the root counting as one; the walk itself goes no
+// deeper than that, so it is safe on any tree.
+bool DbvTreeNestsWithin(const DbvTypeDesc *type, const void *tree, uint32_t levels);
+
 #endif

@@ -1,6 +1,7 @@
 #include "tests/dbv/dbv_testkit.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -349,4 +350,154 @@ DbvPresentReq *ValidPresentRequest()
     Reselect(&DbvDesc_RecordComposition, r->psRecordComposition, RCT_CompSpec);
     r->psRecordComposition->uRecordComposition.psCompSpec = c;
     return r;
+}
+
+namespace {
+
+using Bytes = std::vector<unsigned char>;
+
+// One level of a nested value: its identifier, and the contents before and
+// after the level inside it.
+struct Level {
+    Bytes identifier;
+    Bytes before;
+    Bytes after;
+};
+
+void Append(Bytes &to, const Bytes &octets)
+{
+    to.insert(to.end(), octets.begin(), octets.end());
+}
+
+Bytes DefiniteLength(size_t length)
+{
+    if (length < 0x80)
+        return {static_cast<unsigned char>(length)};
+    Bytes octets;
+    for (size_t rest = length; rest; rest >>= 8)
+        octets.insert(octets.begin(), static_cast<unsigned char>(rest));
+    octets.insert(octets.begin(), static_cast<unsigned char>(0x80 | octets.size()));
+    return octets;
+}
+
+// The levels, outermost first, around the innermost octets. Built without
+// recursion, in time linear in the result: the lengths inside out, then the
+// octets front to back.
+Bytes Nested(const std::vector<Level> &levels, const Bytes &innermost, bool indefinite)
+{
+    std::vector<Bytes> lengths(levels.size());
+    size_t inner = innermost.size();
+    for (size_t i = levels.size(); i-- > 0;) {
+        const Level &l = levels[i];
+        size_t contents = l.before.size() + inner + l.after.size();
+        lengths[i] = indefinite ? Bytes{0x80} : DefiniteLength(contents);
+        inner = l.identifier.size() + lengths[i].size() + contents + (indefinite ? 2 : 0);
+    }
+    Bytes out;
+    out.reserve(inner);
+    for (size_t i = 0; i < levels.size(); i++) {
+        Append(out, levels[i].identifier);
+        Append(out, lengths[i]);
+        Append(out, levels[i].before);
+    }
+    Append(out, innermost);
+    for (size_t i = levels.size(); i-- > 0;) {
+        Append(out, levels[i].after);
+        if (indefinite)
+            Append(out, {0, 0});
+    }
+    return out;
+}
+
+} // namespace
+
+std::vector<unsigned char> DeepGrs1Present(int levels, bool indefinite)
+{
+    const Bytes grs1 = {0x06, 0x07, 0x2A, 0x86, 0x48, 0xCE, 0x13, 0x05, 0x69}; // 1.2.840.10003.5.105
+    const Bytes tagValue = {0x81, 0x01, 0x03, 0xA2, 0x03, 0x81, 0x01, 'T'};    // string tag "T" of type 3
+    std::vector<Level> nesting = {
+        {{0xB9}, {0x98, 0x01, 0x01, 0x99, 0x01, 0x02, 0x9B, 0x01, 0x00}, {}}, // presentResponse
+        {{0xBC}, {}, {}},                                                   // responseRecords
+        {{0x30}, {}, {}},                                                   // NamePlusRecord
+        {{0xA1}, {}, {}},                                                   // record
+        {{0xA1}, {}, {}},                                                   // retrievalRecord
+        {{0x28}, grs1, {}},                                                 // EXTERNAL
+        {{0xA0}, {}, {}},                                                   // single-ASN1-type
+        {{0x30}, {}, {}},                                                   // GenericRecord
+    };
+    for (int i = 1; i < levels; i++) {
+        // A TaggedElement whose content is a subtree of one element.
+        nesting.push_back({{0x30}, tagValue, {}});
+        nesting.push_back({{0xA4}, {}, {}});
+        nesting.push_back({{0xA6}, {}, {}});
+        nesting.push_back({{0x30}, {}, {}});
+    }
+    nesting.push_back({{0x30}, tagValue, {}}); // the leaf, with a string
+    nesting.push_back({{0xA4}, {}, {}});
+    return Nested(nesting, {0x1B, 0x04, 'l', 'e', 'a', 'f'}, indefinite);
+}
+
+std::vector<unsigned char> DeepStringClose(int levels, bool indefinite)
+{
+    // closeReason [211] 0, then diagnosticInformation [3] in constructed form.
+    std::vector<Level> nesting = {{{0xBF, 0x30}, {0x9F, 0x81, 0x53, 0x01, 0x00}, {}}, {{0xA3}, {}, {}}};
+    nesting.resize(static_cast<size_t>(levels) + 1, Level{{0x24}, {}, {}});
+    return Nested(nesting, {0x04, 0x01, 'x'}, indefinite);
+}
+
+DbvSearchReq *DeepSearchReq(int levels)
+{
+    DbvSearchReq *r = MakeSearchReq("Default", "deep", 4);
+    DbvRPNStructure *top = Structure(TermOperand("deep", List<DbvAttributeElement>({Attribute(1, 4)})));
+    for (int i = 0; i < levels; i++) {
+        DbvRPNStructure *leaf = Structure(TermOperand("deep", List<DbvAttributeElement>({Attribute(1, 4)})));
+        top = Structure(nullptr, leaf, top, OPR_And);
+    }
+    DbvFreeQuery(r->psQuery);
+    r->psQuery = RpnQuery(top);
+    return r;
+}
+
+int BerDepth(const std::vector<unsigned char> &octets)
+{
+    const size_t kIndefinite = SIZE_MAX;
+    std::vector<size_t> ends; // of the constructed elements open at pos
+    size_t deepest = 0;
+    size_t pos = 0;
+    for (;;) {
+        while (!ends.empty() && ends.back() != kIndefinite && pos >= ends.back()) {
+            if (pos > ends.back())
+                return -1;
+            ends.pop_back();
+        }
+        if (!ends.empty() && ends.back() == kIndefinite && pos + 1 < octets.size() && octets[pos] == 0 &&
+            octets[pos + 1] == 0) {
+            pos += 2;
+            ends.pop_back();
+            continue;
+        }
+        if (pos >= octets.size())
+            return ends.empty() ? static_cast<int>(deepest) : -1;
+        unsigned char first = octets[pos++];
+        if ((first & 0x1F) == 0x1F) {
+            while (pos < octets.size() && (octets[pos++] & 0x80)) {
+            }
+        }
+        if (pos >= octets.size())
+            return -1;
+        size_t length = octets[pos++];
+        bool indefinite = length == 0x80;
+        if (length > 0x80) {
+            size_t n = length & 0x7F;
+            for (length = 0; n > 0 && pos < octets.size(); n--)
+                length = length << 8 | octets[pos++];
+        }
+        if (first & 0x20) {
+            ends.push_back(indefinite ? kIndefinite : pos + length);
+            if (ends.size() > deepest)
+                deepest = ends.size();
+        } else {
+            pos += length;
+        }
+    }
 }

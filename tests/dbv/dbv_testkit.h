@@ -62,6 +62,22 @@ DbvScanReq *MakeScanReq(const char *database, const char *term, uint32_t count);
 // The same search as a codec PDU.
 PDU *BuildSearchRequest(const char *database, const char *term, int useAttribute);
 
+// Deep inputs. The presentResponse of one GRS-1 record whose elements nest
+// levels deep, each tagged (3, "T") and holding the next as its only child,
+// the innermost the string "leaf"; with definite lengths or indefinite ones.
+std::vector<unsigned char> DeepGrs1Present(int levels, bool indefinite);
+// A Close whose diagnostic text is a constructed string nested levels deep.
+std::vector<unsigned char> DeepStringClose(int levels, bool indefinite);
+// A search for "deep" whose RPN operators nest levels deep.
+DbvSearchReq *DeepSearchReq(int levels);
+// The deepest nesting of constructed elements in BER octets (the outermost
+// element counts as 1); -1 when the octets are malformed.
+int BerDepth(const std::vector<unsigned char> &octets);
+// Runs walk(arg) on a thread with a 1 MB stack, as Windows gives its main
+// thread. Returns the stack it used in octets, measured where the platform
+// lets the stack be painted first (POSIX), else 0.
+size_t StackUsedBy(void (*walk)(void *), void *arg);
+
 // Valid requests with every part that the checks look into.
 DbvInitializeReq *ValidInitializeRequest();
 DbvSearchReq *ValidSearchRequest();

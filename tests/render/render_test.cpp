@@ -2,6 +2,8 @@
 // a scratch directory (also the current one, where "grsbrief.tbl" is read).
 #include "exchange/exchange.h"
 #include "render/render.h"
+#include "asn/asn_ber.h"
+#include "dbv_convert.h"
 #include "tests/dbv/dbv_testkit.h"
 #include "tools/distributor/marc_display.h"
 
@@ -12,6 +14,7 @@
 #include <fstream>
 #include <optional>
 #include <random>
+#include <utility>
 #include <variant>
 
 namespace fs = std::filesystem;
@@ -393,6 +396,45 @@ TEST_F(RenderTest, GenericRecords)
         else
             fs::remove("grsbrief.tbl");
     }
+}
+
+// The stack the last render under RenderDeep used.
+size_t deepRenderStack;
+
+void RenderDeep(const DbvExternal *record, long position)
+{
+    std::pair<const DbvExternal *, long> job(record, position);
+    deepRenderStack = StackUsedBy(
+        [](void *arg) {
+            auto *j = static_cast<std::pair<const DbvExternal *, long> *>(arg);
+            RenderGenericRecord(j->first, j->second);
+        },
+        &job);
+}
+
+TEST_F(RenderTest, TheDeepestGenericRecordAcceptedRendersInAQuarterOfTheStack)
+{
+    int levels = 1;
+    while (BerDepth(DeepGrs1Present(levels + 1, false)) <= ASN_MAX_NESTING)
+        levels++;
+    PDU *pdu = Decode(DeepGrs1Present(levels, false));
+    ASSERT_NE(pdu, nullptr);
+    DbvPdu *dbv = nullptr;
+    ASSERT_EQ(DbvPduFromAsn(pdu, &dbv), DBV_CONVERT_OK);
+    Release(pdu);
+    DbvExternal *&record =
+        dbv->uPdu.psPresentResponse->psRecords->uRecords.ppsResponseRecords[0]->sRecord.uRecord.psRetrievalRecord;
+    std::string text;
+    for (int i = 1; i < levels; i++)
+        text += "<B></B>";
+    EXPECT_EQ(RenderedLine(RenderDeep, record), (Line{"1", "0", text + "<B>T:</B>   leaf<BR>"}));
+    record = nullptr; // freed by RenderedLine
+    DbvFreePdu(dbv);
+    std::printf("GRS-1 renderer: %zu octets of stack at nesting %d\n", deepRenderStack,
+                BerDepth(DeepGrs1Present(levels, false)));
+#ifndef __SANITIZE_ADDRESS__
+    EXPECT_LT(deepRenderStack, 256u * 1024);
+#endif
 }
 
 } // namespace

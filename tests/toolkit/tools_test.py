@@ -55,6 +55,25 @@ MALFORMED = [
 ]
 
 
+def deep_grs1_present(levels):
+    """A presentResponse of one GRS-1 record whose elements nest levels deep,
+    each holding the next as its only child. Built in linear time: the
+    headers from the inside out, then joined."""
+    tag_value = z.integer(3, z.ctx(1)) + z.explicit(z.ctx(2), z.string("T", z.ctx(1)))
+    element = z.tagged_element(3, "T", z.string("leaf"))
+    size, headers = len(element), []
+    for _ in range(levels - 1):
+        children = b"\x30" + z.definite_length(size)
+        subtree = b"\xa6" + z.definite_length(len(children) + size) + children
+        content = b"\xa4" + z.definite_length(len(subtree) + size)
+        body = len(tag_value) + len(content) + len(subtree) + size
+        headers.append(b"\x30" + z.definite_length(body) + tag_value + content + subtree)
+        size += len(headers[-1])
+    record = z.sequence(z.SEQUENCE, b"".join(reversed(headers)) + element)
+    return z.present_response(1, 2, records=z.response_records(
+        z.name_plus_record(z.retrieval_record(z.GRS1, single_asn1=record))))
+
+
 def run(*arguments, text=True):
     return subprocess.run(EMULATOR + list(arguments), capture_output=True, text=text, timeout=120)
 
@@ -90,6 +109,21 @@ class KestraPdu(unittest.TestCase):
                 self.assertTrue(out.endswith("\n" + SEPARATOR))
                 for line in lines:
                     self.assertIn("\n" + line, out)
+
+    def test_refuses_deeply_nested_records_cleanly(self):
+        # Within the nesting limit the record prints; 20,000 and 50,000
+        # levels (549 KB and 1.4 MB) are refused by the decoder.
+        for levels, status in ((40, 0), (20000, 1), (50000, 1)):
+            octets = deep_grs1_present(levels)
+            for options in ((), ("--trace",)):
+                with self.subTest(levels=levels, options=options):
+                    result = pdu_tool(octets, *options)
+                    self.assertEqual(result.returncode, status, result.stderr)
+                    if status:
+                        self.assertEqual(result.stdout, "")
+                        self.assertRegex(result.stderr, r"abort code -29\n$")
+                    else:
+                        self.assertIn("leaf", result.stdout)
 
     def test_refuses_malformed_pdus_with_their_codes(self):
         for name, octets, code in MALFORMED:

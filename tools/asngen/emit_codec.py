@@ -120,7 +120,7 @@ class CodecEmitter:
         rmod, rt = self.model.resolve(module, t)
         opened = []
         for i, expected in enumerate(tags[1:], 1):
-            opened.append(length)
+            self.open_explicit(fn, opened, length)
             tag, length = fn.fresh('tag'), fn.fresh('len')
             fn.add('AsnTag %s = ASN_DecodeTag(b, %s);' % (tag, count))
             fn.add('AsnLen %s = ASN_DecodeLength(b, %s);' % (length, count))
@@ -131,7 +131,7 @@ class CodecEmitter:
             fn.add('    ASN_Abort(%d);' % code)
         if tags and rt.kind in ('CHOICE', 'ANY', 'OPEN'):
             # An explicit tag around an untagged CHOICE or ANY.
-            opened.append(length)
+            self.open_explicit(fn, opened, length)
             if rt.kind == 'OPEN':
                 fn.add('ASN_DecodeOpen(b, %s, %s);' % (ptr, count))
             elif rt.kind == 'ANY':
@@ -147,6 +147,12 @@ class CodecEmitter:
             fn.add(self.content_dec(module, t, ptr, tag, length, count))
         for outer in reversed(opened):
             fn.add('ASN_EndContents(b, %s, %s);' % (outer, count))
+
+    def open_explicit(self, fn, opened, length):
+        """Enters the explicit tag whose length is in length: one level of
+        nesting, held to the end of the enclosing block."""
+        opened.append(length)
+        fn.add('AsnNesting %s;' % fn.fresh('level'))
 
     def first_tags(self, module, t, where):
         tags = self.model.first_tags(module, t)
@@ -236,6 +242,7 @@ class CodecEmitter:
         elements, counting into dec."""
         fn = Function('void BDec%sContent(ASN_Buffer *b, AsnTag tag0, AsnLen len0, %s *v, AsnLen *bytesDecoded)'
                       % (nt.cname, nt.cname))
+        fn.add('AsnNesting level;')
         fn.add('AsnLen dec = 0;')
         fn.add('AsnTag tag = 0;')
         fn.add('AsnLen len = 0;')
