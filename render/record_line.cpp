@@ -1,5 +1,5 @@
 // The record line every renderer writes, and the typed value of a record.
-#include "exchange/exchange.h"
+#include "service/exchange/exchange.h"
 #include "render/render.h"
 
 void WriteRecordLine(long position, long status, const char *text)

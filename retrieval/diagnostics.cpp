@@ -1,7 +1,7 @@
 // The texts that tell a library user what a target's diagnostic means, by
 // its BIB-1 condition number, and the reporting of diagnostics as status.
 // The texts are the client's own wording and are kept exactly as they are.
-#include "exchange/exchange.h"
+#include "service/exchange/exchange.h"
 #include "retrieval/retrieval.h"
 
 namespace {

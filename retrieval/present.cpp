@@ -8,7 +8,7 @@
 #include <cstring>
 
 #include "dbv/dbv_build.h"
-#include "exchange/exchange.h"
+#include "service/exchange/exchange.h"
 #include "render/render.h"
 #include "retrieval/retrieval.h"
 #include "session/session.h"

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "dbv/dbv_build.h"
-#include "exchange/exchange.h"
+#include "service/exchange/exchange.h"
 #include "ui/dialog.h"
 
 namespace {

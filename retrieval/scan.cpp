@@ -4,7 +4,7 @@
 #include <cstring>
 
 #include "dbv/dbv_build.h"
-#include "exchange/exchange.h"
+#include "service/exchange/exchange.h"
 #include "retrieval/query.h"
 #include "retrieval/retrieval.h"
 #include "session/session.h"

@@ -1,7 +1,7 @@
 // The SEARCH request: one search request for the result set "default",
 // whose hit count the presents after it page through.
 #include "dbv/dbv_build.h"
-#include "exchange/exchange.h"
+#include "service/exchange/exchange.h"
 #include "retrieval/query.h"
 #include "retrieval/retrieval.h"
 #include "session/session.h"

@@ -3,7 +3,7 @@
 #ifndef KESTRA_SERVICE_SERVICE_H
 #define KESTRA_SERVICE_SERVICE_H
 
-#include "exchange/exchange.h"
+#include "service/exchange/exchange.h"
 #include "ui/os.h"
 
 #include <ctime>

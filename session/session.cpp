@@ -9,7 +9,7 @@
 #include <ctime>
 
 #include "dbv/dbv_build.h"
-#include "exchange/exchange.h"
+#include "service/exchange/exchange.h"
 #include "ui/os.h"
 
 SessionValues g_session;

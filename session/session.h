@@ -8,7 +8,7 @@
 #include <string>
 
 #include "dbv/dbvproto.h"
-#include "exchange/exchange.h"
+#include "service/exchange/exchange.h"
 
 struct SessionValues {
     DbvAssocId association = -1; // -1: no association

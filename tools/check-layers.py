@@ -8,8 +8,9 @@ build folders left out) and the target_link_libraries lines of every
 CMakeLists.txt, and fails (exit status 1, each cycle on standard error) when
 files include each other in a cycle (a source and its header, X.cpp and
 X.h, count as one file, so two sources that use each other's headers make
-a cycle), when folders do (a folder is the first
-part of a path, and each tools/X counts as a folder of its own), or when
+a cycle), when folders do (a folder is the directory a file is in, so
+service/exchange counts apart from service, each tools/X apart from the
+others), or when
 the CMake libraries link each other in a cycle. Includes that name no file
 of the tree (system and generated headers) are left out."""
 
@@ -55,10 +56,7 @@ def include_graph(root):
 
 
 def folder_of(path):
-    parts = path.split('/')
-    if len(parts) > 2 and parts[0] == 'tools':
-        return '/'.join(parts[:2])
-    return parts[0] if len(parts) > 1 else '.'
+    return os.path.dirname(path) or '.'
 
 
 def folder_graph(files):

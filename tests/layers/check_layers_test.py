@@ -28,7 +28,7 @@ CASES = [
     ('an include beside the including file',
      {'low/a.h': '#include "b.h"\n', 'low/b.h': '#include "a.h"\n'},
      1, ['include cycle: low/a, low/b']),
-    ('tools each a folder of their own',
+    ('each subfolder a folder of its own',
      {'tools/x/a.h': '#include "tools/y/b.h"\n', 'tools/y/b.h': '', 'tools/y/c.h': '#include "tools/x/d.h"\n',
       'tools/x/d.h': ''},
      1, ['folder cycle: tools/x, tools/y']),

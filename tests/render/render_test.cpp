@@ -1,6 +1,6 @@
 // The record renderers, through the lines they write to a response file in
 // a scratch directory (also the current one, where "grsbrief.tbl" is read).
-#include "exchange/exchange.h"
+#include "service/exchange/exchange.h"
 #include "render/render.h"
 #include "asn/asn_ber.h"
 #include "dbv_convert.h"

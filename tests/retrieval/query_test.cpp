@@ -3,7 +3,7 @@
 #include "retrieval/query.h"
 
 #include "dbv/dbv_build.h"
-#include "exchange/exchange.h"
+#include "service/exchange/exchange.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 // The exchange-file text operations: key:value pairs in plain or quoted
 // mode, the comma-separated response line, the status record and display.
-#include "exchange/exchange.h"
+#include "service/exchange/exchange.h"
 #include "ui/dialog.h"
 
 #include <cctype>
