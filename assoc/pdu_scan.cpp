@@ -1,94 +1,108 @@
 #include "assoc/pdu_scan.h"
 
+#include "asn/asn_element_walk.h"
+#include "ui/mem.h"
+
 namespace {
 
-const uint32_t kNotRepresentable = 0xFFFFFFFFu;
-
-struct Header {
-    uint32_t size;      // identifier and length octets
-    uint64_t length;    // contents octets when definite
-    bool indefinite;
+// The PDU's octets: [0, taken) received, [taken, looked) peeked at.
+struct Reading {
+    unsigned char *buffer;
+    uint32_t capacity;
+    uint32_t taken;
+    uint32_t looked;
 };
 
-// Reads the header at p[0..n). 0 when it is complete; otherwise the octets
-// still needed before more of it can be known (at least 1).
-uint32_t ReadHeader(const unsigned char *p, uint64_t n, Header *h)
+// Room for needed octets, grown geometrically up to the limit.
+bool Reserve(Reading *r, uint64_t needed, uint32_t limit)
 {
-    if (n < 2)
-        return static_cast<uint32_t>(2 - n);
-    uint32_t pos = 1;
-    if ((p[0] & 0x1F) == 0x1F) {
-        // High tag number: continuation octets are above 0x80.
-        do {
-            if (pos >= n)
-                return 2;
-        } while (p[pos++] > 0x80);
-    }
-    if (pos >= n)
-        return 1;
-    unsigned char first = p[pos++];
-    h->indefinite = first == 0x80;
-    h->length = first;
-    if (first > 0x80) {
-        uint32_t octets = first & 0x7F;
-        if (n - pos < octets)
-            return static_cast<uint32_t>(octets - (n - pos));
-        h->length = 0;
-        for (uint32_t i = 0; i < octets; i++)
-            h->length = (h->length << 8) | p[pos++];
-        if (octets > 4)
-            h->length = UINT64_MAX >> 1; // beyond any limit
-    }
-    h->size = pos;
-    return 0;
+    if (needed <= r->capacity)
+        return true;
+    uint64_t grown = r->capacity < limit / 2 ? 2ull * r->capacity : limit;
+    if (grown < needed)
+        grown = needed;
+    unsigned char *block = static_cast<unsigned char *>(MemRealloc(r->buffer, static_cast<size_t>(grown)));
+    if (!block)
+        return false;
+    r->buffer = block;
+    r->capacity = static_cast<uint32_t>(grown);
+    return true;
 }
 
-uint32_t Clamp(uint64_t value)
+PduReadResult Failed(Reading *r, long got)
 {
-    return value > kNotRepresentable ? kNotRepresentable : static_cast<uint32_t>(value);
+    MemFree(r->buffer);
+    return got == 0 ? PDU_READ_CLOSED : PDU_READ_ERROR;
 }
 
 } // namespace
 
-PduScanResult PduScanStep(PduScan *scan, const unsigned char *octets, uint32_t available, uint32_t limit,
-                          uint32_t *count)
+PduReadResult ReadOnePdu(const PduStream *stream, uint32_t limit, unsigned char **octets, uint32_t *count)
 {
-    for (;;) {
-        // Octets that every open indefinite-length element still owes.
-        uint64_t owed = 2ull * scan->openDepth;
-        if (scan->next > available) {
-            *count = Clamp(scan->next - available + owed);
-            return PDU_SCAN_MORE;
+    AsnElementWalk walk = {0, 0, 0};
+    Reading r = {nullptr, 0, 0, 0};
+    for (bool first = true;; first = false) {
+        uint64_t walked = 0;
+        AsnWalkResult step = ASN_WalkElement(&walk, r.buffer, r.looked, limit, &walked);
+        if (step == ASN_WALK_TOO_LONG || step == ASN_WALK_TOO_DEEP) {
+            MemFree(r.buffer);
+            *count = static_cast<uint32_t>(walked);
+            return step == ASN_WALK_TOO_LONG ? PDU_READ_TOO_LONG : PDU_READ_UNDECODABLE;
         }
-        if (scan->started && scan->openDepth == 0) {
-            *count = static_cast<uint32_t>(scan->next);
-            return PDU_SCAN_COMPLETE;
-        }
-        const unsigned char *at = octets + scan->next;
-        uint64_t have = available - scan->next;
-        if (scan->openDepth > 0 && have >= 2 && at[0] == 0 && at[1] == 0) {
-            scan->openDepth--;
-            scan->next += 2;
+        // The end is known: take exactly up to it. Otherwise what was looked
+        // at is the PDU's, and `walked` octets after it.
+        bool complete = step == ASN_WALK_COMPLETE;
+        uint64_t end = complete ? walked : r.looked + walked;
+        if (complete ? r.taken < end : r.looked > r.taken) {
+            uint64_t wanted = end - r.taken;
+            long arrived = stream->available(stream->context);
+            if (!complete && static_cast<uint64_t>(arrived) < wanted)
+                wanted = arrived > static_cast<long>(r.looked - r.taken) ? arrived : r.looked - r.taken;
+            if (!Reserve(&r, r.taken + wanted, limit)) {
+                MemFree(r.buffer);
+                return PDU_READ_NO_MEMORY;
+            }
+            long got = stream->receive(stream->context, r.buffer + r.taken, static_cast<size_t>(wanted), 0);
+            if (got <= 0)
+                return Failed(&r, got);
+            r.taken += static_cast<uint32_t>(got);
+            if (r.taken > r.looked)
+                r.looked = r.taken;
             continue;
         }
-        Header h{};
-        uint32_t missing = ReadHeader(at, have, &h);
-        if (missing) {
-            uint64_t want = have + missing > owed ? missing : owed - have;
-            *count = Clamp(want);
-            return PDU_SCAN_MORE;
+        if (complete) {
+            *octets = r.buffer;
+            *count = r.taken;
+            return PDU_READ_DONE;
         }
-        uint64_t end = scan->next + h.size + (h.indefinite ? 2 : h.length);
-        if (end + owed > limit) {
-            *count = h.indefinite ? Clamp(end + owed) : Clamp(end);
-            return PDU_SCAN_TOO_LONG;
+        if (!first) {
+            int ready = stream->await(stream->context);
+            if (ready <= 0) {
+                MemFree(r.buffer);
+                return ready == 0 ? PDU_READ_TIMED_OUT : PDU_READ_ERROR;
+            }
         }
-        scan->started = 1;
-        if (h.indefinite) {
-            scan->openDepth++;
-            scan->next += h.size;
-        } else {
-            scan->next = end;
+        // Something has arrived: take it at once when it is surely the
+        // PDU's, else look at it first.
+        long arrived = stream->available(stream->context);
+        uint64_t size = arrived > 0 ? static_cast<uint64_t>(arrived) : 1;
+        if (size > limit - r.taken)
+            size = limit - r.taken;
+        if (size == 0) {
+            MemFree(r.buffer);
+            *count = static_cast<uint32_t>(r.taken + walked);
+            return PDU_READ_TOO_LONG;
         }
+        bool sure = size <= walked;
+        if (!Reserve(&r, r.taken + size, limit)) {
+            MemFree(r.buffer);
+            return PDU_READ_NO_MEMORY;
+        }
+        long got = stream->receive(stream->context, r.buffer + r.taken, static_cast<size_t>(size), !sure);
+        if (got <= 0)
+            return Failed(&r, got);
+        r.looked = r.taken + static_cast<uint32_t>(got);
+        if (sure)
+            r.taken = r.looked;
     }
 }

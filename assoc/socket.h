@@ -51,6 +51,9 @@ int SocketClose(SocketHandle socket);
 /* Octets sent or received, -1 on error; a receive of 0 means the peer closed. */
 long SocketSend(SocketHandle socket, const unsigned char *octets, size_t count);
 long SocketReceive(SocketHandle socket, unsigned char *octets, size_t count, int peek);
+/* Octets that have arrived and can be received without waiting; 0 when
+ * none or on error. */
+long SocketAvailable(SocketHandle socket);
 
 /* Waits up to timeoutMicros (negative: without limit) until one of the
  * first SOCKET_SET_SIZE entries is ready as wanted; the rest are not

@@ -7,6 +7,7 @@
 #include <netdb.h>
 #include <netinet/in.h>
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -98,6 +99,12 @@ long SocketSend(SocketHandle socket, const unsigned char *octets, size_t count)
 long SocketReceive(SocketHandle socket, unsigned char *octets, size_t count, int peek)
 {
     return static_cast<long>(recv(Fd(socket), octets, count, peek ? MSG_PEEK : 0));
+}
+
+long SocketAvailable(SocketHandle socket)
+{
+    int arrived = 0;
+    return ioctl(Fd(socket), FIONREAD, &arrived) == 0 && arrived > 0 ? arrived : 0;
 }
 
 int SocketPoll(SocketPollEntry *entries, size_t count, int64_t timeoutMicros)

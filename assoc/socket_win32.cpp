@@ -110,6 +110,14 @@ long SocketReceive(SocketHandle socket, unsigned char *octets, size_t count, int
     return recv(Sock(socket), reinterpret_cast<char *>(octets), chunk, peek ? MSG_PEEK : 0);
 }
 
+long SocketAvailable(SocketHandle socket)
+{
+    u_long arrived = 0;
+    if (ioctlsocket(Sock(socket), FIONREAD, &arrived) != 0)
+        return 0;
+    return arrived > 0x7FFFFFFF ? 0x7FFFFFFF : static_cast<long>(arrived);
+}
+
 int SocketPoll(SocketPollEntry *entries, size_t count, int64_t timeoutMicros)
 {
     if (count > SOCKET_SET_SIZE)
