@@ -68,18 +68,27 @@ void Decoding(benchmark::State &state, const Octets &octets)
     state.SetItemsProcessed(static_cast<int64_t>(state.iterations()));
 }
 
-void Encoding(benchmark::State &state, const Octets &octets)
+// Encodes PDUs decoded beforehand, a batch at a time, so that neither the
+// decoding nor the pausing of the clock is timed; EncodePdu frees each PDU
+// as its contract says, and that is timed with the encoding.
+void Encoding(benchmark::State &state, const Octets &octets, size_t batch)
 {
-    size_t size = 0;
-    for (auto _ : state) {
+    std::vector<PDU *> pdus(batch);
+    uint32_t size = 0;
+    while (state.KeepRunningBatch(static_cast<benchmark::IterationCount>(batch))) {
         state.PauseTiming();
-        PDU *pdu = Decode(octets);
+        for (PDU *&pdu : pdus)
+            pdu = Decode(octets);
         state.ResumeTiming();
-        if (!pdu) {
-            state.SkipWithError("decode failed");
-            break;
+        for (PDU *pdu : pdus) {
+            unsigned char *encoded = nullptr;
+            ASN_PduError error = {};
+            if (!pdu || EncodePdu(0, pdu, &encoded, &size, &error) != 0) {
+                state.SkipWithError("encode failed");
+                return;
+            }
+            benchmark::DoNotOptimize(encoded);
         }
-        size = Encode(pdu).size();
     }
     state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * size));
     state.SetItemsProcessed(static_cast<int64_t>(state.iterations()));
@@ -98,9 +107,9 @@ const Octets &SmallSearch()
 }
 
 void BM_DecodePresentResponse1000Usmarc(benchmark::State &state) { Decoding(state, LargePresent()); }
-void BM_EncodePresentResponse1000Usmarc(benchmark::State &state) { Encoding(state, LargePresent()); }
+void BM_EncodePresentResponse1000Usmarc(benchmark::State &state) { Encoding(state, LargePresent(), 4); }
 void BM_DecodeSearchRequest(benchmark::State &state) { Decoding(state, SmallSearch()); }
-void BM_EncodeSearchRequest(benchmark::State &state) { Encoding(state, SmallSearch()); }
+void BM_EncodeSearchRequest(benchmark::State &state) { Encoding(state, SmallSearch(), 1000); }
 
 BENCHMARK(BM_DecodePresentResponse1000Usmarc);
 BENCHMARK(BM_EncodePresentResponse1000Usmarc);
