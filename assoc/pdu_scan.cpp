@@ -29,10 +29,29 @@ bool Reserve(Reading *r, uint64_t needed, uint32_t limit)
     return true;
 }
 
-PduReadResult Failed(Reading *r, long got)
+// Receives up to size octets after those taken, peeking at them or taking
+// them: the count, 0 when the peer closed, -1 on error, kNoMemory.
+const long kNoMemory = -2;
+
+long Receive(const PduStream *stream, Reading *r, uint64_t size, bool peek, uint32_t limit)
+{
+    if (!Reserve(r, r->taken + size, limit))
+        return kNoMemory;
+    long got = stream->receive(stream->context, r->buffer + r->taken, static_cast<size_t>(size), peek);
+    if (got <= 0)
+        return got;
+    uint32_t end = r->taken + static_cast<uint32_t>(got);
+    if (!peek)
+        r->taken = end;
+    if (end > r->looked)
+        r->looked = end;
+    return got;
+}
+
+PduReadResult Ended(Reading *r, PduReadResult result)
 {
     MemFree(r->buffer);
-    return got == 0 ? PDU_READ_CLOSED : PDU_READ_ERROR;
+    return result;
 }
 
 } // namespace
@@ -45,64 +64,46 @@ PduReadResult ReadOnePdu(const PduStream *stream, uint32_t limit, unsigned char 
         uint64_t walked = 0;
         AsnWalkResult step = ASN_WalkElement(&walk, r.buffer, r.looked, limit, &walked);
         if (step == ASN_WALK_TOO_LONG || step == ASN_WALK_TOO_DEEP) {
-            MemFree(r.buffer);
             *count = static_cast<uint32_t>(walked);
-            return step == ASN_WALK_TOO_LONG ? PDU_READ_TOO_LONG : PDU_READ_UNDECODABLE;
+            return Ended(&r, step == ASN_WALK_TOO_LONG ? PDU_READ_TOO_LONG : PDU_READ_UNDECODABLE);
         }
-        // The end is known: take exactly up to it. Otherwise what was looked
-        // at is the PDU's, and `walked` octets after it.
-        bool complete = step == ASN_WALK_COMPLETE;
-        uint64_t end = complete ? walked : r.looked + walked;
-        if (complete ? r.taken < end : r.looked > r.taken) {
-            uint64_t wanted = end - r.taken;
+        long got = 1;
+        uint64_t room = limit - r.taken;
+        uint64_t unseen = r.looked - r.taken; // looked at, not yet taken
+        if (step == ASN_WALK_COMPLETE) {
+            if (r.taken == walked) {
+                *octets = r.buffer;
+                *count = r.taken;
+                return PDU_READ_DONE;
+            }
+            got = Receive(stream, &r, walked - r.taken, false, limit); // exactly to the end
+        } else if (unseen > 0) {
+            // All that was looked at is the PDU's, and `walked` octets more.
+            uint64_t arrived = static_cast<uint64_t>(stream->available(stream->context));
+            uint64_t sure = unseen + walked;
+            if (arrived > sure && arrived >= 2 * unseen && room > unseen)
+                got = Receive(stream, &r, arrived < room ? arrived : room, true, limit); // look further first
+            else
+                got = Receive(stream, &r, arrived < unseen ? unseen : arrived < sure ? arrived : sure, false, limit);
+        } else {
+            if (!first) {
+                int ready = stream->await(stream->context);
+                if (ready <= 0)
+                    return Ended(&r, ready == 0 ? PDU_READ_TIMED_OUT : PDU_READ_ERROR);
+            }
+            // Something has arrived: take it at once when it is surely the
+            // PDU's, else look at it first.
             long arrived = stream->available(stream->context);
-            if (!complete && static_cast<uint64_t>(arrived) < wanted)
-                wanted = arrived > static_cast<long>(r.looked - r.taken) ? arrived : r.looked - r.taken;
-            if (!Reserve(&r, r.taken + wanted, limit)) {
-                MemFree(r.buffer);
-                return PDU_READ_NO_MEMORY;
+            uint64_t size = arrived > 0 ? static_cast<uint64_t>(arrived) : 1;
+            if (size > room)
+                size = room;
+            if (size == 0) {
+                *count = static_cast<uint32_t>(r.taken + walked);
+                return Ended(&r, PDU_READ_TOO_LONG);
             }
-            long got = stream->receive(stream->context, r.buffer + r.taken, static_cast<size_t>(wanted), 0);
-            if (got <= 0)
-                return Failed(&r, got);
-            r.taken += static_cast<uint32_t>(got);
-            if (r.taken > r.looked)
-                r.looked = r.taken;
-            continue;
+            got = Receive(stream, &r, size, size > walked, limit);
         }
-        if (complete) {
-            *octets = r.buffer;
-            *count = r.taken;
-            return PDU_READ_DONE;
-        }
-        if (!first) {
-            int ready = stream->await(stream->context);
-            if (ready <= 0) {
-                MemFree(r.buffer);
-                return ready == 0 ? PDU_READ_TIMED_OUT : PDU_READ_ERROR;
-            }
-        }
-        // Something has arrived: take it at once when it is surely the
-        // PDU's, else look at it first.
-        long arrived = stream->available(stream->context);
-        uint64_t size = arrived > 0 ? static_cast<uint64_t>(arrived) : 1;
-        if (size > limit - r.taken)
-            size = limit - r.taken;
-        if (size == 0) {
-            MemFree(r.buffer);
-            *count = static_cast<uint32_t>(r.taken + walked);
-            return PDU_READ_TOO_LONG;
-        }
-        bool sure = size <= walked;
-        if (!Reserve(&r, r.taken + size, limit)) {
-            MemFree(r.buffer);
-            return PDU_READ_NO_MEMORY;
-        }
-        long got = stream->receive(stream->context, r.buffer + r.taken, static_cast<size_t>(size), !sure);
         if (got <= 0)
-            return Failed(&r, got);
-        r.looked = r.taken + static_cast<uint32_t>(got);
-        if (sure)
-            r.taken = r.looked;
+            return Ended(&r, got == kNoMemory ? PDU_READ_NO_MEMORY : got == 0 ? PDU_READ_CLOSED : PDU_READ_ERROR);
     }
 }

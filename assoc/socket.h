@@ -45,6 +45,8 @@ int SocketOpenStream(int family, SocketHandle *socket);
 /* 0 when connected, else -1. */
 int SocketConnect(SocketHandle socket, int family, uint32_t address, uint16_t port);
 int SocketSetNonBlocking(SocketHandle socket);
+/* Asks the system to buffer this many received octets; 0 when it agreed, else -1. */
+int SocketSetReceiveBuffer(SocketHandle socket, uint32_t octets);
 /* 0 when closed, else -1. */
 int SocketClose(SocketHandle socket);
 

@@ -85,6 +85,12 @@ int SocketSetNonBlocking(SocketHandle socket)
     return flags < 0 || fcntl(Fd(socket), F_SETFL, flags | O_NONBLOCK) < 0 ? -1 : 0;
 }
 
+int SocketSetReceiveBuffer(SocketHandle socket, uint32_t octets)
+{
+    int size = octets > INT32_MAX ? INT32_MAX : static_cast<int>(octets);
+    return setsockopt(Fd(socket), SOL_SOCKET, SO_RCVBUF, &size, sizeof size) == 0 ? 0 : -1;
+}
+
 int SocketClose(SocketHandle socket)
 {
     return close(Fd(socket)) == 0 ? 0 : -1;

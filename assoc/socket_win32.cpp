@@ -93,6 +93,14 @@ int SocketSetNonBlocking(SocketHandle socket)
     return ioctlsocket(Sock(socket), FIONBIO, &on) == 0 ? 0 : -1;
 }
 
+int SocketSetReceiveBuffer(SocketHandle socket, uint32_t octets)
+{
+    int size = octets > 0x7FFFFFFF ? 0x7FFFFFFF : static_cast<int>(octets);
+    return setsockopt(Sock(socket), SOL_SOCKET, SO_RCVBUF, reinterpret_cast<const char *>(&size), sizeof size) == 0
+               ? 0
+               : -1;
+}
+
 int SocketClose(SocketHandle socket)
 {
     return closesocket(Sock(socket)) == 0 ? 0 : -1;

@@ -24,6 +24,10 @@ const int64_t kShortPollMicros = 1000;
 // size, plus this much, before it calls an announced length absurd.
 const uint32_t kLimitFactor = 4;
 const uint32_t kLimitSlack = 64 * 1024;
+// The socket's receive buffer is raised to hold a negotiated message of up
+// to kMaxReceiveBuffer octets; below kMinReceiveBuffer the system's own is left.
+const uint32_t kMinReceiveBuffer = 64 * 1024;
+const uint32_t kMaxReceiveBuffer = 4 * 1024 * 1024;
 
 uint64_t receiveCalls;
 
@@ -357,6 +361,11 @@ void SISetNegotiatedSizes(DbvAssocId assocId, uint32_t preferredMessageSize, uin
     uint64_t larger = preferredMessageSize > maximumRecordSize ? preferredMessageSize : maximumRecordSize;
     uint64_t limit = larger * kLimitFactor + kLimitSlack;
     entry->receiveLimit = limit > 0x7FFFFFFF ? 0x7FFFFFFFu : static_cast<uint32_t>(limit);
+    // Room for a whole message in the socket lets the target send it
+    // without waiting on each read, so a large one arrives in few pieces.
+    if (entry->addressKind == OIA_Internet && larger > kMinReceiveBuffer)
+        SocketSetReceiveBuffer(entry->socket, larger < kMaxReceiveBuffer ? static_cast<uint32_t>(larger)
+                                                                         : kMaxReceiveBuffer);
 }
 
 uint64_t SIReceiveCalls(void)
