@@ -48,6 +48,12 @@ long Receive(const PduStream *stream, Reading *r, uint64_t size, bool peek, uint
     return got;
 }
 
+uint64_t Arrived(const PduStream *stream)
+{
+    long arrived = stream->available(stream->context);
+    return arrived > 0 ? static_cast<uint64_t>(arrived) : 0;
+}
+
 PduReadResult Ended(Reading *r, PduReadResult result)
 {
     MemFree(r->buffer);
@@ -79,7 +85,7 @@ PduReadResult ReadOnePdu(const PduStream *stream, uint32_t limit, unsigned char 
             got = Receive(stream, &r, walked - r.taken, false, limit); // exactly to the end
         } else if (unseen > 0) {
             // All that was looked at is the PDU's, and `walked` octets more.
-            uint64_t arrived = static_cast<uint64_t>(stream->available(stream->context));
+            uint64_t arrived = Arrived(stream);
             uint64_t sure = unseen + walked;
             if (arrived > sure && arrived >= 2 * unseen && room > unseen)
                 got = Receive(stream, &r, arrived < room ? arrived : room, true, limit); // look further first
@@ -93,8 +99,9 @@ PduReadResult ReadOnePdu(const PduStream *stream, uint32_t limit, unsigned char 
             }
             // Something has arrived: take it at once when it is surely the
             // PDU's, else look at it first.
-            long arrived = stream->available(stream->context);
-            uint64_t size = arrived > 0 ? static_cast<uint64_t>(arrived) : 1;
+            uint64_t size = Arrived(stream);
+            if (size == 0)
+                size = 1; // a receive then tells what the wait saw
             if (size > room)
                 size = room;
             if (size == 0) {

@@ -3,22 +3,23 @@
  * (left in the stream) and walked with the completeness walk of
  * asn/asn_element_walk.h, and then only octets that surely belong to the
  * PDU are taken:
- * - when the PDU's end lies in what was peeked at, exactly that many
- *   octets are taken, in one receive when they have all arrived;
- * - otherwise everything peeked at belongs to the PDU, and it is taken in
- *   one receive, with whatever else has arrived that the walk can prove is
- *   the PDU's (the rest of a definite length, the end-of-contents octets of
- *   the open indefinite lengths);
- * - when the walk already proves that all that has arrived belongs to the
- *   PDU (inside a long definite length), it is taken without a look.
+ * - when the PDU's end lies in what was looked at, exactly that many
+ *   octets are taken;
+ * - otherwise everything looked at belongs to the PDU. If as much again
+ *   has arrived meanwhile, that is looked at first; else it is taken in
+ *   one receive, with whatever else has arrived that the walk proves is the
+ *   PDU's (the rest of a definite length, the end-of-contents octets of the
+ *   open indefinite lengths);
+ * - when the walk proves that all that has arrived belongs to the PDU
+ *   (inside a long definite length), it is taken without a look.
  * Guarantees: a read never passes the end of the PDU, so a following PDU
  * stays in the stream for the next read and the event wait, with definite
- * and indefinite lengths alike; a PDU that arrives whole costs two receive
- * calls, and each further arrival one or two; a length that would carry
- * the PDU beyond the caller's limit is refused before anything of that size
- * is read or allocated, and the buffer only ever grows to hold what has
- * arrived; more open indefinite lengths than the codec accepts are refused
- * as undecodable. */
+ * and indefinite lengths alike; a PDU that is there whole when the read
+ * starts costs two receive calls, and each further arrival at most two; a
+ * length that would carry the PDU beyond the caller's limit is refused
+ * before anything of that size is read or allocated, and the buffer only
+ * grows to hold what has arrived; more open indefinite lengths than the
+ * codec accepts are refused as undecodable. */
 #ifndef KESTRA_ASSOC_PDU_SCAN_H
 #define KESTRA_ASSOC_PDU_SCAN_H
 

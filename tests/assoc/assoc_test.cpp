@@ -185,8 +185,9 @@ Octets Indefinite(Octets tag, const Octets &contents)
 }
 
 // A stream that the PDU and foreign octets after it arrive on, `piece`
-// octets at a time, one piece per wait; it notes every receive call and any
-// octet taken past the PDU's end.
+// octets at a time, one piece per wait (and, when flowing, one more with
+// every receive call); it notes every receive call and any octet taken
+// past the PDU's end.
 struct PieceStream {
     Octets data;
     size_t end; // the PDU's end
@@ -195,6 +196,7 @@ struct PieceStream {
     size_t taken = 0;
     size_t calls = 0;
     bool overread = false;
+    bool flowing = false;
 
     PieceStream(const Octets &pdu, size_t pieceSize)
         : data(Cat({pdu, Octets(64, 0xEE)})), end(pdu.size()), piece(pieceSize), arrived(std::min(piece, data.size()))
@@ -206,6 +208,8 @@ struct PieceStream {
     {
         PieceStream &s = Of(context);
         s.calls++;
+        if (s.flowing)
+            s.arrived = std::min(s.arrived + s.piece, s.data.size());
         size_t n = std::min(count, s.arrived - s.taken);
         std::copy(s.data.begin() + static_cast<long>(s.taken), s.data.begin() + static_cast<long>(s.taken + n), octets);
         if (!peek)
@@ -216,6 +220,8 @@ struct PieceStream {
     static int Await(void *context)
     {
         PieceStream &s = Of(context);
+        if (s.arrived > s.taken)
+            return 1;
         if (s.arrived == s.data.size())
             return 0;
         s.arrived = std::min(s.arrived + s.piece, s.data.size());
@@ -231,9 +237,10 @@ struct Delivery {
     bool overread;
 };
 
-Delivery Deliver(const Octets &pdu, size_t piece, uint32_t limit = kLimit)
+Delivery Deliver(const Octets &pdu, size_t piece, uint32_t limit = kLimit, bool flowing = false)
 {
     PieceStream source(pdu, piece);
+    source.flowing = flowing;
     PduStream stream = {&source, PieceStream::Available, PieceStream::Receive, PieceStream::Await};
     unsigned char *octets = nullptr;
     uint32_t count = 0;
@@ -270,10 +277,12 @@ TEST(PduRead, AgreesWithTheCodecOnRandomTrees)
         ASSERT_EQ(PduLength(pdu.data(), static_cast<uint32_t>(pdu.size()), &total), 1);
         ASSERT_EQ(total, pdu.size());
         for (size_t piece : {size_t(1), size_t(1 + random() % 100), size_t(4096)}) {
-            Delivery d = Deliver(pdu, piece);
-            ASSERT_EQ(d.result, PDU_READ_DONE) << piece;
-            EXPECT_EQ(d.octets, pdu);
-            EXPECT_FALSE(d.overread);
+            for (bool flowing : {false, true}) {
+                Delivery d = Deliver(pdu, piece, kLimit, flowing);
+                ASSERT_EQ(d.result, PDU_READ_DONE) << piece;
+                EXPECT_EQ(d.octets, pdu);
+                EXPECT_FALSE(d.overread);
+            }
         }
     }
 }
