@@ -286,8 +286,12 @@ void NoteChildEnded(int)
 
 void WatchChildEnds()
 {
-    if (g_child_ended[0] >= 0 || pipe2(g_child_ended, O_CLOEXEC | O_NONBLOCK) != 0)
+    if (g_child_ended[0] >= 0 || pipe(g_child_ended) != 0)
         return;
+    for (int fd : g_child_ended) {
+        fcntl(fd, F_SETFD, FD_CLOEXEC);
+        fcntl(fd, F_SETFL, O_NONBLOCK);
+    }
     struct sigaction action = {};
     action.sa_handler = NoteChildEnded;
     action.sa_flags = SA_RESTART | SA_NOCLDSTOP;
