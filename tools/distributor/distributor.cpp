@@ -353,23 +353,6 @@ void FollowLoadSettings(const std::string &line)
         std::snprintf(g_service.temp_prefix, sizeof g_service.temp_prefix, "%s", prefix.c_str());
 }
 
-std::string InstanceName()
-{
-    char name[32];
-    std::snprintf(name, sizeof name, "Tellan:%ld", WindowNumber(g_distributor.client));
-    return name;
-}
-
-// Runs work while holding the client's mutex (at once when it has none).
-template <typename Work> void WithClientMutex(Work work)
-{
-    NamedMutex mutex = OpenNamedMutex(InstanceName().c_str());
-    WaitNamedMutex(mutex);
-    work();
-    ReleaseNamedMutex(mutex);
-    CloseNamedMutex(mutex);
-}
-
 // Waits for one MSG_REQUEST_DONE per queued line, printing the response lines; stops at a failure.
 void FollowRequests(const std::vector<std::string> &lines, size_t expected)
 {
@@ -377,11 +360,10 @@ void FollowRequests(const std::vector<std::string> &lines, size_t expected)
         RequestDone done;
         if (!AwaitRequestDone(&done))
             Fail(ClientEnded() ? "the client ended before reporting a request" : "time-out waiting for the client");
-        // The lines are read under the client's mutex, so that a client that
-        // goes on to an EXIT deletes its response file only once they are
-        // read (Windows deletes no file that is open). An EXIT writes no line.
+        // An EXIT writes no line, and its client deletes the response file as
+        // it ends: an open file would keep Windows from deleting it.
         if (static_cast<int>((done.lparam >> 8) & 0xFF) != RequestCode("EXIT"))
-            WithClientMutex(PrintNewResponseLines);
+            PrintNewResponseLines();
         if (!(done.lparam & 1)) {
             g_distributor.status = kRequestFailed;
             return;
@@ -391,6 +373,13 @@ void FollowRequests(const std::vector<std::string> &lines, size_t expected)
     }
 }
 
+std::string InstanceName()
+{
+    char name[32];
+    std::snprintf(name, sizeof name, "Tellan:%ld", WindowNumber(g_distributor.client));
+    return name;
+}
+
 std::string WriteRequestFile(const std::vector<std::string> &lines)
 {
     char path[kTempPathSize + kTempPrefixSize + 20];
@@ -398,15 +387,16 @@ std::string WriteRequestFile(const std::vector<std::string> &lines)
                   static_cast<unsigned long>(WindowNumber(g_distributor.own_window)) & 0xFFFFFFFFUL,
                   static_cast<unsigned long>(g_distributor.options.instance) & 0xFFFFUL);
     // The client holds its mutex while it reads the file; take it before rewriting.
-    std::FILE *file = nullptr;
-    WithClientMutex([&] {
-        file = std::fopen(path, "w");
-        if (file) {
-            for (const std::string &line : lines)
-                std::fprintf(file, "%s\n", line.c_str());
-            std::fclose(file);
-        }
-    });
+    NamedMutex mutex = OpenNamedMutex(InstanceName().c_str());
+    WaitNamedMutex(mutex);
+    std::FILE *file = std::fopen(path, "w");
+    if (file) {
+        for (const std::string &line : lines)
+            std::fprintf(file, "%s\n", line.c_str());
+        std::fclose(file);
+    }
+    ReleaseNamedMutex(mutex);
+    CloseNamedMutex(mutex);
     if (!file)
         Fail("cannot write the request file");
     return path;
