@@ -12,7 +12,10 @@ namespace {
 
 const uint32_t kBlockStep = 5000;
 
+// The encode block: kept from call to call, so that an encode needs no
+// allocation; it only grows, in steps of kBlockStep octets.
 unsigned char *encodeBlock;
+uint32_t encodeBlockSize;
 ASN_TraceWriter traceWriter;
 
 void Fail(ASN_PduError *error, int32_t code, const char *text)
@@ -20,6 +23,30 @@ void Fail(ASN_PduError *error, int32_t code, const char *text)
     error->errorClass = ASN_SI_INTERFACE_ERROR;
     error->errorCode = code;
     error->text = text;
+}
+
+bool GrowBlock(uint64_t size)
+{
+    if (size <= encodeBlockSize)
+        return true;
+    if (size > UINT32_MAX)
+        return false;
+    unsigned char *grown = static_cast<unsigned char *>(MemRealloc(encodeBlock, static_cast<size_t>(size)));
+    if (!grown)
+        return false;
+    encodeBlock = grown;
+    encodeBlockSize = static_cast<uint32_t>(size);
+    return true;
+}
+
+// Encodes into the whole block: the length the PDU needs (0 for a PDU
+// that encodes nothing), and whether it fitted.
+AsnLen EncodeIntoBlock(PDU *pdu, ASN_Buffer *b, bool *fitted)
+{
+    ASN_InitWriteBuffer(b, encodeBlock, encodeBlockSize);
+    AsnLen len = BEncPDU(b, pdu);
+    *fitted = len != 0 && !b->writeError;
+    return len;
 }
 
 } // namespace
@@ -34,36 +61,32 @@ void ASN_SetTraceWriter(ASN_TraceWriter writer)
 int EncodePdu(int32_t assocId, PDU *pdu, unsigned char **octets, uint32_t *length, ASN_PduError *error)
 {
     RegisterCodecTypes();
-    MemFree(encodeBlock);
-    uint32_t size = kBlockStep;
-    encodeBlock = static_cast<unsigned char *>(MemAlloc(size));
+    // An encode that runs out of room goes on counting, so one too small
+    // tells the size needed: the block then grows at once to the step that
+    // holds it, and the trace shows each step that was too small.
+    ASN_Buffer b;
+    bool fitted = false;
     AsnLen len = 0;
-    int result = 1;
-    while (encodeBlock) {
-        unsigned char *grown = static_cast<unsigned char *>(MemRealloc(encodeBlock, size));
-        if (!grown)
-            break;
-        encodeBlock = grown;
-        ASN_Buffer b;
-        ASN_InitWriteBuffer(&b, encodeBlock, size);
-        len = pdu ? BEncPDU(&b, pdu) : 0;
-        if (len != 0 && !b.writeError) {
-            *octets = b.dataStart;
-            *length = len;
-            result = 0;
-            break;
-        }
-        if (traceWriter)
-            traceWriter(assocId, 1, "Encode Buffer too small - Reallocing...\n");
-        size += kBlockStep;
+    uint64_t steps = 1;
+    if (pdu && GrowBlock(kBlockStep)) {
+        len = EncodeIntoBlock(pdu, &b, &fitted);
+        steps = len == 0 ? 2 : (static_cast<uint64_t>(len) + kBlockStep - 1) / kBlockStep;
+        if (!fitted && len != 0 && GrowBlock(steps * kBlockStep))
+            len = EncodeIntoBlock(pdu, &b, &fitted);
     }
-    if (result)
+    for (uint64_t step = 1; step < steps && traceWriter; step++)
+        traceWriter(assocId, 1, "Encode Buffer too small - Reallocing...\n");
+    if (fitted) {
+        *octets = b.dataStart;
+        *length = len;
+    } else {
         Fail(error, 75, "Out of memory");
+    }
     if (pdu) {
         FreePDU(pdu);
         MemFree(pdu);
     }
-    return result;
+    return fitted ? 0 : 1;
 }
 
 int ASN_DecodePduCode(const unsigned char *octets, uint32_t length, PDU *pdu)

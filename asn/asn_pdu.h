@@ -29,7 +29,9 @@ void ASN_SetTraceWriter(ASN_TraceWriter writer);
 extern uint32_t UnknownPduFlag;
 
 /* Encodes pdu (freed in every case, with everything it owns) into the
- * process-wide encode block, valid until the next call. 0 success, 1 failure. */
+ * process-wide encode block, valid until the next call. The block grows in
+ * steps of 5,000 octets, with a trace line for each step too small. 0
+ * success, 1 failure (out of memory, or a PDU that encodes to nothing). */
 int EncodePdu(int32_t assocId, struct PDU *pdu, unsigned char **octets, uint32_t *length,
               ASN_PduError *error);
 /* 1 when octets start with a complete APDU (*count its size), else 0 with

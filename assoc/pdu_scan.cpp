@@ -1,94 +1,116 @@
 #include "assoc/pdu_scan.h"
 
+#include "asn/asn_element_walk.h"
+#include "ui/mem.h"
+
 namespace {
 
-const uint32_t kNotRepresentable = 0xFFFFFFFFu;
-
-struct Header {
-    uint32_t size;      // identifier and length octets
-    uint64_t length;    // contents octets when definite
-    bool indefinite;
+// The PDU's octets: [0, taken) received, [taken, looked) peeked at.
+struct Reading {
+    unsigned char *buffer;
+    uint32_t capacity;
+    uint32_t taken;
+    uint32_t looked;
 };
 
-// Reads the header at p[0..n). 0 when it is complete; otherwise the octets
-// still needed before more of it can be known (at least 1).
-uint32_t ReadHeader(const unsigned char *p, uint64_t n, Header *h)
+// Room for needed octets, grown geometrically up to the limit.
+bool Reserve(Reading *r, uint64_t needed, uint32_t limit)
 {
-    if (n < 2)
-        return static_cast<uint32_t>(2 - n);
-    uint32_t pos = 1;
-    if ((p[0] & 0x1F) == 0x1F) {
-        // High tag number: continuation octets are above 0x80.
-        do {
-            if (pos >= n)
-                return 2;
-        } while (p[pos++] > 0x80);
-    }
-    if (pos >= n)
-        return 1;
-    unsigned char first = p[pos++];
-    h->indefinite = first == 0x80;
-    h->length = first;
-    if (first > 0x80) {
-        uint32_t octets = first & 0x7F;
-        if (n - pos < octets)
-            return static_cast<uint32_t>(octets - (n - pos));
-        h->length = 0;
-        for (uint32_t i = 0; i < octets; i++)
-            h->length = (h->length << 8) | p[pos++];
-        if (octets > 4)
-            h->length = UINT64_MAX >> 1; // beyond any limit
-    }
-    h->size = pos;
-    return 0;
+    if (needed <= r->capacity)
+        return true;
+    uint64_t grown = r->capacity < limit / 2 ? 2ull * r->capacity : limit;
+    if (grown < needed)
+        grown = needed;
+    unsigned char *block = static_cast<unsigned char *>(MemRealloc(r->buffer, static_cast<size_t>(grown)));
+    if (!block)
+        return false;
+    r->buffer = block;
+    r->capacity = static_cast<uint32_t>(grown);
+    return true;
 }
 
-uint32_t Clamp(uint64_t value)
+// Receives up to size octets after those taken, peeking at them or taking
+// them: the count, 0 when the peer closed, -1 on error, kNoMemory.
+const long kNoMemory = -2;
+
+long Receive(const PduStream *stream, Reading *r, uint64_t size, bool peek, uint32_t limit)
 {
-    return value > kNotRepresentable ? kNotRepresentable : static_cast<uint32_t>(value);
+    if (!Reserve(r, r->taken + size, limit))
+        return kNoMemory;
+    long got = stream->receive(stream->context, r->buffer + r->taken, static_cast<size_t>(size), peek);
+    if (got <= 0)
+        return got;
+    uint32_t end = r->taken + static_cast<uint32_t>(got);
+    if (!peek)
+        r->taken = end;
+    if (end > r->looked)
+        r->looked = end;
+    return got;
+}
+
+uint64_t Arrived(const PduStream *stream)
+{
+    long arrived = stream->available(stream->context);
+    return arrived > 0 ? static_cast<uint64_t>(arrived) : 0;
+}
+
+PduReadResult Ended(Reading *r, PduReadResult result)
+{
+    MemFree(r->buffer);
+    return result;
 }
 
 } // namespace
 
-PduScanResult PduScanStep(PduScan *scan, const unsigned char *octets, uint32_t available, uint32_t limit,
-                          uint32_t *count)
+PduReadResult ReadOnePdu(const PduStream *stream, uint32_t limit, unsigned char **octets, uint32_t *count)
 {
-    for (;;) {
-        // Octets that every open indefinite-length element still owes.
-        uint64_t owed = 2ull * scan->openDepth;
-        if (scan->next > available) {
-            *count = Clamp(scan->next - available + owed);
-            return PDU_SCAN_MORE;
+    AsnElementWalk walk = {0, 0, 0};
+    Reading r = {nullptr, 0, 0, 0};
+    for (bool first = true;; first = false) {
+        uint64_t walked = 0;
+        AsnWalkResult step = ASN_WalkElement(&walk, r.buffer, r.looked, limit, &walked);
+        if (step == ASN_WALK_TOO_LONG || step == ASN_WALK_TOO_DEEP) {
+            *count = static_cast<uint32_t>(walked);
+            return Ended(&r, step == ASN_WALK_TOO_LONG ? PDU_READ_TOO_LONG : PDU_READ_UNDECODABLE);
         }
-        if (scan->started && scan->openDepth == 0) {
-            *count = static_cast<uint32_t>(scan->next);
-            return PDU_SCAN_COMPLETE;
-        }
-        const unsigned char *at = octets + scan->next;
-        uint64_t have = available - scan->next;
-        if (scan->openDepth > 0 && have >= 2 && at[0] == 0 && at[1] == 0) {
-            scan->openDepth--;
-            scan->next += 2;
-            continue;
-        }
-        Header h{};
-        uint32_t missing = ReadHeader(at, have, &h);
-        if (missing) {
-            uint64_t want = have + missing > owed ? missing : owed - have;
-            *count = Clamp(want);
-            return PDU_SCAN_MORE;
-        }
-        uint64_t end = scan->next + h.size + (h.indefinite ? 2 : h.length);
-        if (end + owed > limit) {
-            *count = h.indefinite ? Clamp(end + owed) : Clamp(end);
-            return PDU_SCAN_TOO_LONG;
-        }
-        scan->started = 1;
-        if (h.indefinite) {
-            scan->openDepth++;
-            scan->next += h.size;
+        long got = 1;
+        uint64_t room = limit - r.taken;
+        uint64_t unseen = r.looked - r.taken; // looked at, not yet taken
+        if (step == ASN_WALK_COMPLETE) {
+            if (r.taken == walked) {
+                *octets = r.buffer;
+                *count = r.taken;
+                return PDU_READ_DONE;
+            }
+            got = Receive(stream, &r, walked - r.taken, false, limit); // exactly to the end
+        } else if (unseen > 0) {
+            // All that was looked at is the PDU's, and `walked` octets more.
+            uint64_t arrived = Arrived(stream);
+            uint64_t sure = unseen + walked;
+            if (arrived > sure && arrived >= 2 * unseen && room > unseen)
+                got = Receive(stream, &r, arrived < room ? arrived : room, true, limit); // look further first
+            else
+                got = Receive(stream, &r, arrived < unseen ? unseen : arrived < sure ? arrived : sure, false, limit);
         } else {
-            scan->next = end;
+            if (!first) {
+                int ready = stream->await(stream->context);
+                if (ready <= 0)
+                    return Ended(&r, ready == 0 ? PDU_READ_TIMED_OUT : PDU_READ_ERROR);
+            }
+            // Something has arrived: take it at once when it is surely the
+            // PDU's, else look at it first.
+            uint64_t size = Arrived(stream);
+            if (size == 0)
+                size = 1; // a receive then tells what the wait saw
+            if (size > room)
+                size = room;
+            if (size == 0) {
+                *count = static_cast<uint32_t>(r.taken + walked);
+                return Ended(&r, PDU_READ_TOO_LONG);
+            }
+            got = Receive(stream, &r, size, size > walked, limit);
         }
+        if (got <= 0)
+            return Ended(&r, got == kNoMemory ? PDU_READ_NO_MEMORY : got == 0 ? PDU_READ_CLOSED : PDU_READ_ERROR);
     }
 }

@@ -45,12 +45,17 @@ int SocketOpenStream(int family, SocketHandle *socket);
 /* 0 when connected, else -1. */
 int SocketConnect(SocketHandle socket, int family, uint32_t address, uint16_t port);
 int SocketSetNonBlocking(SocketHandle socket);
+/* Asks the system to buffer this many received octets; 0 when it agreed, else -1. */
+int SocketSetReceiveBuffer(SocketHandle socket, uint32_t octets);
 /* 0 when closed, else -1. */
 int SocketClose(SocketHandle socket);
 
 /* Octets sent or received, -1 on error; a receive of 0 means the peer closed. */
 long SocketSend(SocketHandle socket, const unsigned char *octets, size_t count);
 long SocketReceive(SocketHandle socket, unsigned char *octets, size_t count, int peek);
+/* Octets that have arrived and can be received without waiting; 0 when
+ * none or on error. */
+long SocketAvailable(SocketHandle socket);
 
 /* Waits up to timeoutMicros (negative: without limit) until one of the
  * first SOCKET_SET_SIZE entries is ready as wanted; the rest are not

@@ -7,6 +7,7 @@
 #include <netdb.h>
 #include <netinet/in.h>
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -84,6 +85,12 @@ int SocketSetNonBlocking(SocketHandle socket)
     return flags < 0 || fcntl(Fd(socket), F_SETFL, flags | O_NONBLOCK) < 0 ? -1 : 0;
 }
 
+int SocketSetReceiveBuffer(SocketHandle socket, uint32_t octets)
+{
+    int size = octets > INT32_MAX ? INT32_MAX : static_cast<int>(octets);
+    return setsockopt(Fd(socket), SOL_SOCKET, SO_RCVBUF, &size, sizeof size) == 0 ? 0 : -1;
+}
+
 int SocketClose(SocketHandle socket)
 {
     return close(Fd(socket)) == 0 ? 0 : -1;
@@ -98,6 +105,12 @@ long SocketSend(SocketHandle socket, const unsigned char *octets, size_t count)
 long SocketReceive(SocketHandle socket, unsigned char *octets, size_t count, int peek)
 {
     return static_cast<long>(recv(Fd(socket), octets, count, peek ? MSG_PEEK : 0));
+}
+
+long SocketAvailable(SocketHandle socket)
+{
+    int arrived = 0;
+    return ioctl(Fd(socket), FIONREAD, &arrived) == 0 && arrived > 0 ? arrived : 0;
 }
 
 int SocketPoll(SocketPollEntry *entries, size_t count, int64_t timeoutMicros)

@@ -93,6 +93,14 @@ int SocketSetNonBlocking(SocketHandle socket)
     return ioctlsocket(Sock(socket), FIONBIO, &on) == 0 ? 0 : -1;
 }
 
+int SocketSetReceiveBuffer(SocketHandle socket, uint32_t octets)
+{
+    int size = octets > 0x7FFFFFFF ? 0x7FFFFFFF : static_cast<int>(octets);
+    return setsockopt(Sock(socket), SOL_SOCKET, SO_RCVBUF, reinterpret_cast<const char *>(&size), sizeof size) == 0
+               ? 0
+               : -1;
+}
+
 int SocketClose(SocketHandle socket)
 {
     return closesocket(Sock(socket)) == 0 ? 0 : -1;
@@ -108,6 +116,14 @@ long SocketReceive(SocketHandle socket, unsigned char *octets, size_t count, int
 {
     int chunk = count > 0x7FFFFFFF ? 0x7FFFFFFF : static_cast<int>(count);
     return recv(Sock(socket), reinterpret_cast<char *>(octets), chunk, peek ? MSG_PEEK : 0);
+}
+
+long SocketAvailable(SocketHandle socket)
+{
+    u_long arrived = 0;
+    if (ioctlsocket(Sock(socket), FIONREAD, &arrived) != 0)
+        return 0;
+    return arrived > 0x7FFFFFFF ? 0x7FFFFFFF : static_cast<long>(arrived);
 }
 
 int SocketPoll(SocketPollEntry *entries, size_t count, int64_t timeoutMicros)

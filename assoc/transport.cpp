@@ -18,13 +18,16 @@
 
 namespace {
 
-const uint32_t kMaxReceive = 4096;
 const int64_t kEventSliceMicros = 10000;
 const int64_t kShortPollMicros = 1000;
 // A negotiated association accepts PDUs of this many times its larger
 // size, plus this much, before it calls an announced length absurd.
 const uint32_t kLimitFactor = 4;
 const uint32_t kLimitSlack = 64 * 1024;
+// The socket's receive buffer is raised to hold a negotiated message of up
+// to kMaxReceiveBuffer octets; below kMinReceiveBuffer the system's own is left.
+const uint32_t kMinReceiveBuffer = 64 * 1024;
+const uint32_t kMaxReceiveBuffer = 4 * 1024 * 1024;
 
 uint64_t receiveCalls;
 
@@ -162,22 +165,6 @@ bool SendAll(SocketHandle socket, const unsigned char *octets, uint32_t count)
     return true;
 }
 
-// The receive buffer, grown geometrically up to the association's limit.
-bool Reserve(unsigned char **buffer, uint32_t *capacity, uint32_t needed, uint32_t limit)
-{
-    if (needed <= *capacity)
-        return true;
-    uint32_t grown = *capacity < limit / 2 ? *capacity * 2 : limit;
-    if (grown < needed)
-        grown = needed;
-    unsigned char *block = static_cast<unsigned char *>(MemRealloc(*buffer, grown));
-    if (!block)
-        return false;
-    *buffer = block;
-    *capacity = grown;
-    return true;
-}
-
 // Opens the connection to an Internet target and registers it.
 int Open(const DbvTargetInformation *target, int32_t timeout, DbvAssocId *assocId, int32_t *status, SIError **slot)
 {
@@ -266,14 +253,57 @@ int SISendPdu(DbvAssocId assocId, PDU *pdu, SIError **slot)
     return SISendOctets(assocId, octets, count, slot);
 }
 
+namespace {
+
+// The association's socket as the stream one PDU is read from; every
+// receive call, peeks included, is counted.
+struct SocketStream {
+    SocketHandle socket;
+    const AssocEntry *entry;
+    int64_t idleMicros; // how long to wait for more of a PDU (negative: without limit)
+};
+
+// How long the next wait for more of a PDU may last: the idle wait, cut
+// short at the association's read deadline.
+int64_t MoreWait(const SocketStream *stream)
+{
+    return AssocReadWait(stream->entry, stream->idleMicros);
+}
+
+long StreamAvailable(void *context)
+{
+    return SocketAvailable(static_cast<SocketStream *>(context)->socket);
+}
+
+long StreamReceive(void *context, unsigned char *octets, size_t count, int peek)
+{
+    SocketStream *stream = static_cast<SocketStream *>(context);
+    for (;;) {
+        receiveCalls++;
+        long got = SocketReceive(stream->socket, octets, count, peek);
+        // A socket left non-blocking by a timed connect may have nothing yet.
+        if (got >= 0 || SocketErrorKindOf(SocketLastError()) != SOCKET_ERROR_WOULD_BLOCK)
+            return got;
+        if (WaitFor(stream->socket, SOCKET_READABLE, MoreWait(stream)) <= 0)
+            return -1;
+    }
+}
+
+int StreamAwait(void *context)
+{
+    SocketStream *stream = static_cast<SocketStream *>(context);
+    return WaitFor(stream->socket, SOCKET_READABLE, MoreWait(stream));
+}
+
+} // namespace
+
 int SIReadOctets(DbvAssocId assocId, int32_t wait, unsigned char **octets, uint32_t *count, SIError **slot)
 {
     bool osi = false;
     AssocEntry *entry = TcpEntry(assocId, slot, &osi);
     if (!entry)
         return osi ? SI_READ_NOTHING : SI_READ_FAILED;
-    SocketHandle socket = entry->socket;
-    int ready = WaitFor(socket, SOCKET_READABLE, wait == 0 ? kShortPollMicros : wait > 0 ? Micros(wait) : -1);
+    int ready = WaitFor(entry->socket, SOCKET_READABLE, wait == 0 ? kShortPollMicros : wait > 0 ? Micros(wait) : -1);
     if (ready < 0) {
         SetSelectFailed(slot, assocId, "select() ", SocketLastError());
         return SI_READ_FAILED;
@@ -281,63 +311,40 @@ int SIReadOctets(DbvAssocId assocId, int32_t wait, unsigned char **octets, uint3
     if (ready == 0)
         return SI_READ_NOTHING;
 
-    PduScan scan = {0, 0, 0};
-    unsigned char *buffer = nullptr;
-    uint32_t capacity = 0;
-    uint32_t available = 0;
-    for (;;) {
-        uint32_t want = 0;
-        PduScanResult step = PduScanStep(&scan, buffer, available, entry->receiveLimit, &want);
-        if (step == PDU_SCAN_COMPLETE) {
-            *octets = buffer;
-            *count = available;
-            return SI_READ_DONE;
-        }
-        if (step == PDU_SCAN_TOO_LONG) {
-            MemFree(buffer);
-            SISetError(slot, assocId, SI_Communication_Error, SI_ERR_ASSOCIATION_LOST, Association_Closed,
-                       "The received PDU announces a length of %lu octets, more than the %lu octets this "
-                       "association accepts",
-                       static_cast<unsigned long>(want), static_cast<unsigned long>(entry->receiveLimit));
-            return SI_READ_FAILED;
-        }
-        if (want > kMaxReceive)
-            want = kMaxReceive;
-        if (!Reserve(&buffer, &capacity, available + want, entry->receiveLimit)) {
-            MemFree(buffer);
-            SISetError(slot, assocId, SI_Interface_Error, SI_ERR_OUT_OF_MEMORY, Association_Open, "Out of memory");
-            return SI_READ_FAILED;
-        }
-        // The rest of a PDU must come within the wait as well, and before
-        // the read deadline, so that a target that stops in the middle of
-        // one, or drips it, cannot hold the caller.
-        int64_t rest = AssocReadWait(entry, wait > 0 ? Micros(wait) : -1);
-        if (available > 0 && rest >= 0 && (rest == 0 || WaitFor(socket, SOCKET_READABLE, rest) == 0)) {
-            MemFree(buffer);
-            SetAssociationLost(slot, assocId);
-            return SI_READ_FAILED;
-        }
-        receiveCalls++;
-        long got = SocketReceive(socket, buffer + available, want, 0);
-        if (got > 0) {
-            available += static_cast<uint32_t>(got);
-            continue;
-        }
-        int error = SocketLastError();
-        if (got < 0 && SocketErrorKindOf(error) == SOCKET_ERROR_WOULD_BLOCK) {
-            WaitFor(socket, SOCKET_READABLE, rest);
-            continue;
-        }
-        MemFree(buffer);
-        if (got < 0) {
-            SetAssociationLost(slot, assocId);
-            return SI_READ_FAILED;
-        }
-        if (entry->role != ROLE_ORIGIN && (entry->protocolState == DBV_OS_ASSOCIATION || entry->protocolState == DBV_OS_OPEN))
-            return SI_READ_TARGET_CLOSED;
-        SISetAborted(slot, assocId);
+    // The rest of a PDU must come within the wait as well, and before the
+    // read deadline, so that a target that stops in the middle of one, or
+    // drips it, cannot hold the caller.
+    SocketStream socket = {entry->socket, entry, wait > 0 ? Micros(wait) : -1};
+    PduStream stream = {&socket, StreamAvailable, StreamReceive, StreamAwait};
+    uint32_t size = 0;
+    switch (ReadOnePdu(&stream, entry->receiveLimit, octets, &size)) {
+    case PDU_READ_DONE:
+        *count = size;
+        return SI_READ_DONE;
+    case PDU_READ_TOO_LONG:
+        SISetError(slot, assocId, SI_Communication_Error, SI_ERR_ASSOCIATION_LOST, Association_Closed,
+                   "The received PDU announces a length of %lu octets, more than the %lu octets this "
+                   "association accepts",
+                   static_cast<unsigned long>(size), static_cast<unsigned long>(entry->receiveLimit));
         return SI_READ_FAILED;
+    case PDU_READ_UNDECODABLE:
+        SISetError(slot, assocId, SI_Interface_Error, SI_ERR_UNDECODABLE_PDU, Association_Open,
+                   "The received PDU could not be decoded");
+        return SI_READ_FAILED;
+    case PDU_READ_NO_MEMORY:
+        SISetError(slot, assocId, SI_Interface_Error, SI_ERR_OUT_OF_MEMORY, Association_Open, "Out of memory");
+        return SI_READ_FAILED;
+    case PDU_READ_TIMED_OUT:
+    case PDU_READ_ERROR:
+        SetAssociationLost(slot, assocId);
+        return SI_READ_FAILED;
+    case PDU_READ_CLOSED:
+        break;
     }
+    if (entry->role != ROLE_ORIGIN && (entry->protocolState == DBV_OS_ASSOCIATION || entry->protocolState == DBV_OS_OPEN))
+        return SI_READ_TARGET_CLOSED;
+    SISetAborted(slot, assocId);
+    return SI_READ_FAILED;
 }
 
 int SIReadPdu(DbvAssocId assocId, int32_t wait, unsigned char **octets, uint32_t *count, PDU *pdu, SIError **slot)
@@ -363,6 +370,11 @@ void SISetNegotiatedSizes(DbvAssocId assocId, uint32_t preferredMessageSize, uin
     uint64_t larger = preferredMessageSize > maximumRecordSize ? preferredMessageSize : maximumRecordSize;
     uint64_t limit = larger * kLimitFactor + kLimitSlack;
     entry->receiveLimit = limit > 0x7FFFFFFF ? 0x7FFFFFFFu : static_cast<uint32_t>(limit);
+    // Room for a whole message in the socket lets the target send it
+    // without waiting on each read, so a large one arrives in few pieces.
+    if (entry->addressKind == OIA_Internet && larger > kMinReceiveBuffer)
+        SocketSetReceiveBuffer(entry->socket, larger < kMaxReceiveBuffer ? static_cast<uint32_t>(larger)
+                                                                         : kMaxReceiveBuffer);
 }
 
 uint64_t SIReceiveCalls(void)

@@ -1,14 +1,17 @@
 // The receive path against a live yaz-ztest: 1,000 USMARC records in one
 // presentResponse (preferred and maximum message size 1,000,000), asked
 // for with DBVPresentRequest and taken with ReceiveDataOrigin, with the
-// time and the receive calls per retrieval. The peer comes from
-// tests/peers/peers.py, whose state file KESTRA_PEERS_STATE names (the
-// target run_toolkit_bench starts and stops it).
+// time and the receive calls per retrieval; and the receive calls per PDU of
+// present responses that the replaying target writes. The peers come from
+// tests/peers/peers.py and tests/peers/z3950_target.py, whose state files
+// KESTRA_PEERS_STATE and KESTRA_TARGETS_STATE name (run_toolkit_bench and
+// run_session_bench start and stop them).
 #include <string>
 
 #include <benchmark/benchmark.h>
 
 #include "assoc/transport.h"
+#include "ui/mem.h"
 #include "tests/toolkit/toolkit_kit.h"
 
 namespace {
@@ -85,7 +88,48 @@ void BM_Present1000UsmarcFromZtest(benchmark::State &state)
     SIFreeError(error);
 }
 
+// Receive calls per PDU: a present response of `records` USMARC records
+// (about 4 KB or 418 KB), with indefinite lengths above the records as
+// common targets send it or definite ones throughout, written at once by the
+// replaying target (KESTRA_TARGETS_STATE) and read with SIReadOctets.
+void BM_ReceiveCallsPerPdu(benchmark::State &state, int records, bool definite)
+{
+    std::vector<unsigned char> octets = MarcPresentResponse(records);
+    if (definite)
+        octets = Encode(Decode(octets));
+    uint64_t calls = 0;
+    for (auto _ : state) {
+        DbvAssocId id = OpenScripted("keep", octets, octets.size());
+        if (id < 0) {
+            state.SkipWithError("no replaying target: KESTRA_TARGETS_STATE names none");
+            return;
+        }
+        SISetNegotiatedSizes(id, 1000000, 1000000); // as a session with message sizes 1,000,000
+        uint64_t before = SIReceiveCalls();
+        unsigned char *pdu = nullptr;
+        uint32_t count = 0;
+        SIError *error = nullptr;
+        int read = SIReadOctets(id, 30, &pdu, &count, &error);
+        calls += SIReceiveCalls() - before;
+        bool whole = read == SI_READ_DONE && count == octets.size();
+        if (read == SI_READ_DONE)
+            MemFree(pdu);
+        SIFreeError(error);
+        Abort(id);
+        if (!whole) {
+            state.SkipWithError("the PDU did not arrive whole");
+            return;
+        }
+    }
+    state.counters["octets"] = static_cast<double>(octets.size());
+    state.counters["recv_calls"] = benchmark::Counter(static_cast<double>(calls), benchmark::Counter::kAvgIterations);
+}
+
 } // namespace
 
 BENCHMARK(BM_Present1000UsmarcFromZtest)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(BM_ReceiveCallsPerPdu, indefinite_4KB, 10, false)->Iterations(20);
+BENCHMARK_CAPTURE(BM_ReceiveCallsPerPdu, definite_4KB, 10, true)->Iterations(20);
+BENCHMARK_CAPTURE(BM_ReceiveCallsPerPdu, indefinite_418KB, 1000, false)->Iterations(20);
+BENCHMARK_CAPTURE(BM_ReceiveCallsPerPdu, definite_418KB, 1000, true)->Iterations(20);
 BENCHMARK_MAIN();

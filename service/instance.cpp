@@ -51,6 +51,7 @@ intptr_t InstanceWindowProcedure(WindowHandle window, unsigned message, uintptr_
         ProcessRequests();
         break;
     case MSG_QUERY_STATE:
+        PublishStatusDisplay(); // a reader of the status display asks first
         ReplyToSender(g_service.session_state);
         break;
     case OS_MSG_DESTROY:

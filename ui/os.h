@@ -52,7 +52,10 @@ WindowHandle FindWindowByTitle(const char *title);
 
 /* Runs the message loop until PostQuit; returns the quit code. */
 int RunMessageLoop(void);
-/* Handles arriving messages for at most the given time; returns 0 once quit was posted. */
+/* Waits at most the given time for a message or for a child process (see
+ * StartChildProcess) to end, handles the messages that have arrived, and
+ * returns as soon as it has handled one or a child has ended: 0 once quit
+ * was posted, else 1. */
 int PumpMessages(unsigned milliseconds);
 void PostQuit(int code);
 
@@ -76,6 +79,10 @@ void CloseNamedMutex(NamedMutex mutex);
 int CreateStatusDisplay(WindowHandle owner);
 size_t GetStatusDisplayText(char *out, size_t size);
 void SetStatusDisplayText(const char *text);
+/* Shows the display's latest text to other processes at once. On POSIX the
+ * text otherwise reaches its file within a quarter of a second of a change
+ * (docs/posix-contract.md); on Windows the dialog always shows it. */
+void PublishStatusDisplay(void);
 
 /* A modal message box; returns the box result. On POSIX the text goes to
  * standard error as "<caption>: <text>" and onto the status display, and the

@@ -73,6 +73,8 @@ struct State {
     bool replied = false;
     std::string status_path;
     std::string status_text;
+    bool status_changed = false;        // the text differs from the published file
+    Clock::time_point status_published; // when the file was last written
     std::map<intptr_t, std::string> created_mutexes;
     long windows_made = 0;
 };
@@ -222,6 +224,88 @@ void RemoveAllWindowFiles()
         unlink(Os().status_path.c_str());
 }
 
+std::string ReadWholeFile(const std::string &path)
+{
+    std::ifstream file(path, std::ios::binary);
+    std::ostringstream text;
+    text << file.rdbuf();
+    return text.str();
+}
+
+void WriteWholeFile(const std::string &path, const std::string &text)
+{
+    std::string partial = path + ".new";
+    std::FILE *file = std::fopen(partial.c_str(), "wb");
+    if (!file)
+        return;
+    std::fwrite(text.data(), 1, text.size(), file);
+    std::fclose(file);
+    chmod(partial.c_str(), 0644);
+    std::rename(partial.c_str(), path.c_str());
+}
+
+// The status display's text goes to its file at most this often while it
+// changes; a reader that needs it at once sends MSG_QUERY_STATE first.
+const auto kStatusPublishPeriod = std::chrono::milliseconds(250);
+
+void PublishStatus()
+{
+    State &os = Os();
+    if (!os.status_changed || os.status_path.empty())
+        return;
+    WriteWholeFile(os.status_path, os.status_text);
+    os.status_changed = false;
+    os.status_published = Clock::now();
+}
+
+// Milliseconds until changed status text is due for its file (0: now);
+// -1 when nothing is waiting.
+long long StatusDueIn()
+{
+    State &os = Os();
+    if (!os.status_changed)
+        return -1;
+    auto due = os.status_published + kStatusPublishPeriod - Clock::now();
+    long long left = std::chrono::duration_cast<std::chrono::milliseconds>(due).count();
+    return left > 0 ? left : 0;
+}
+
+// A pipe that the SIGCHLD handler writes an octet into, so that waits for
+// messages and for children wake when a child ends; -1 until a child starts.
+int g_child_ended[2] = {-1, -1};
+
+void NoteChildEnded(int)
+{
+    int saved = errno;
+    char octet = 0;
+    if (write(g_child_ended[1], &octet, 1) < 0) {
+        // Full: a wake-up is pending already.
+    }
+    errno = saved;
+}
+
+void WatchChildEnds()
+{
+    if (g_child_ended[0] >= 0 || pipe(g_child_ended) != 0)
+        return;
+    for (int fd : g_child_ended) {
+        fcntl(fd, F_SETFD, FD_CLOEXEC);
+        fcntl(fd, F_SETFL, O_NONBLOCK);
+    }
+    struct sigaction action = {};
+    action.sa_handler = NoteChildEnded;
+    action.sa_flags = SA_RESTART | SA_NOCLDSTOP;
+    sigemptyset(&action.sa_mask);
+    sigaction(SIGCHLD, &action, nullptr);
+}
+
+void DrainChildEnds()
+{
+    char octets[64];
+    while (g_child_ended[0] >= 0 && read(g_child_ended[0], octets, sizeof octets) > 0) {
+    }
+}
+
 // Takes one connection off a window's socket: a posted message is queued,
 // a sent one is handled at once and answered.
 void AcceptMessage(Window &window)
@@ -250,16 +334,22 @@ void AcceptMessage(Window &window)
 }
 
 // Handles what is due: a posted message, else arriving connections and the
-// timers, waiting at most timeout_ms for something to happen.
-void PumpOnce(int timeout_ms)
+// timers, waiting at most timeout_ms for something to happen. True when
+// something did: a message or tick was handled or queued, or a child ended.
+bool PumpOnce(int timeout_ms)
 {
     State &os = Os();
     if (!os.posted.empty()) {
         Posted next = os.posted.front();
         os.posted.pop_front();
         Dispatch(next.window, next.wire);
-        return;
+        return true;
     }
+    long long status_due = StatusDueIn();
+    if (status_due == 0)
+        PublishStatus();
+    else if (status_due > 0 && status_due < timeout_ms)
+        timeout_ms = static_cast<int>(status_due);
     Clock::time_point now = Clock::now();
     for (const Window &window : os.windows) {
         if (!window.timer_on)
@@ -271,7 +361,12 @@ void PumpOnce(int timeout_ms)
     std::vector<pollfd> waits;
     for (const Window &window : os.windows)
         waits.push_back({window.listener, POLLIN, 0});
+    waits.push_back({g_child_ended[0], POLLIN, 0}); // ignored while negative
     int ready = poll(waits.data(), waits.size(), timeout_ms);
+    bool happened = ready > 0;
+    if (ready > 0 && (waits.back().revents & POLLIN))
+        DrainChildEnds();
+    waits.pop_back();
     std::vector<WindowHandle> readable;
     for (size_t i = 0; ready > 0 && i < waits.size(); ++i)
         if (waits[i].revents & POLLIN)
@@ -289,26 +384,7 @@ void PumpOnce(int timeout_ms)
     }
     for (const auto &tick : ticks)
         Dispatch(tick.first, {kPosted, OS_MSG_TIMER, tick.second, 0});
-}
-
-std::string ReadWholeFile(const std::string &path)
-{
-    std::ifstream file(path, std::ios::binary);
-    std::ostringstream text;
-    text << file.rdbuf();
-    return text.str();
-}
-
-void WriteWholeFile(const std::string &path, const std::string &text)
-{
-    std::string partial = path + ".new";
-    std::FILE *file = std::fopen(partial.c_str(), "wb");
-    if (!file)
-        return;
-    std::fwrite(text.data(), 1, text.size(), file);
-    std::fclose(file);
-    chmod(partial.c_str(), 0644);
-    std::rename(partial.c_str(), path.c_str());
+    return happened || !ticks.empty();
 }
 
 std::string MutexPath(const char *name)
@@ -451,9 +527,10 @@ int PumpMessages(unsigned milliseconds)
     Clock::time_point deadline = Clock::now() + std::chrono::milliseconds(milliseconds);
     while (!Os().quit) {
         auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()).count();
-        if (left <= 0)
-            return 1;
-        PumpOnce(static_cast<int>(left));
+        bool happened = PumpOnce(left > 0 ? static_cast<int>(left) : 0);
+        // Queued posted messages are handled before returning.
+        if ((happened && Os().posted.empty()) || left <= 0)
+            return Os().quit ? 0 : 1;
     }
     return 0;
 }
@@ -568,10 +645,12 @@ void CloseNamedMutex(NamedMutex mutex)
 
 int CreateStatusDisplay(WindowHandle owner)
 {
-    Os().status_path = WindowFile(owner, ".status");
-    RemoveOnSignal(Os().status_path);
-    Os().status_text.clear();
-    WriteWholeFile(Os().status_path, "");
+    State &os = Os();
+    os.status_path = WindowFile(owner, ".status");
+    RemoveOnSignal(os.status_path);
+    os.status_text.clear();
+    os.status_changed = true;
+    PublishStatus();
     return 1;
 }
 
@@ -587,10 +666,20 @@ size_t GetStatusDisplayText(char *out, size_t size)
 
 void SetStatusDisplayText(const char *text)
 {
-    if (Os().status_path.empty())
+    State &os = Os();
+    if (os.status_path.empty())
         return;
-    Os().status_text = text;
-    WriteWholeFile(Os().status_path, text);
+    os.status_text = text;
+    os.status_changed = true;
+    // After a quiet spell the change shows at once; within a burst the
+    // message loop writes the latest text when it is due.
+    if (StatusDueIn() == 0)
+        PublishStatus();
+}
+
+void PublishStatusDisplay(void)
+{
+    PublishStatus();
 }
 
 int ShowMessageBox(WindowHandle, const char *caption, const char *text, unsigned)
@@ -668,6 +757,7 @@ const char *ProgramCommandLine(int argc, char **argv)
 
 ChildProcess StartChildProcess(const char *program, const char *argument, long *process_id)
 {
+    WatchChildEnds();
     pid_t child = fork();
     if (child < 0)
         return 0;
@@ -690,9 +780,13 @@ int WaitChildProcess(ChildProcess child, unsigned timeout_ms)
         pid_t ended = waitpid(static_cast<pid_t>(child), &status, WNOHANG);
         if (ended == child || (ended < 0 && errno == ECHILD))
             return 1;
-        if (Clock::now() >= deadline)
+        auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()).count();
+        if (left <= 0)
             return 0;
-        usleep(10000);
+        // Waits for the next SIGCHLD; a child that ended just now has written already.
+        pollfd wait = {g_child_ended[0], POLLIN, 0};
+        poll(&wait, 1, static_cast<int>(left));
+        DrainChildEnds();
     }
 }
 

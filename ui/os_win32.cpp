@@ -10,12 +10,16 @@
 
 #include <cstdio>
 #include <cstring>
+#include <algorithm>
 #include <string>
+#include <vector>
 
 namespace {
 
 WindowProcedure g_procedure;
 HWND g_status_dialog;
+// The child processes started and not yet closed: their ends wake PumpMessages.
+std::vector<HANDLE> g_children;
 
 HWND AsHwnd(WindowHandle window)
 {
@@ -169,19 +173,24 @@ int PumpMessages(unsigned milliseconds)
 {
     DWORD deadline = GetTickCount() + milliseconds;
     for (;;) {
+        bool handled = false;
         MSG message;
         while (PeekMessageA(&message, nullptr, 0, 0, PM_REMOVE)) {
             if (message.message == WM_QUIT)
                 return 0;
+            handled = true;
             if (DialogTakes(&message))
                 continue;
             TranslateMessage(&message);
             DispatchMessageA(&message);
         }
         DWORD now = GetTickCount();
-        if (static_cast<LONG>(deadline - now) <= 0)
+        if (handled || static_cast<LONG>(deadline - now) <= 0)
             return 1;
-        MsgWaitForMultipleObjects(0, nullptr, FALSE, deadline - now, QS_ALLINPUT);
+        DWORD count = static_cast<DWORD>(g_children.size());
+        DWORD woken = MsgWaitForMultipleObjects(count, g_children.data(), FALSE, deadline - now, QS_ALLINPUT);
+        if (woken < WAIT_OBJECT_0 + count)
+            return 1; // a child ended
     }
 }
 
@@ -284,6 +293,10 @@ void SetStatusDisplayText(const char *text)
     UpdateWindow(g_status_dialog);
 }
 
+void PublishStatusDisplay(void)
+{
+}
+
 int ShowMessageBox(WindowHandle owner, const char *caption, const char *text, unsigned flags)
 {
     return MessageBoxA(AsHwnd(owner), text, caption, flags);
@@ -364,6 +377,7 @@ ChildProcess StartChildProcess(const char *program, const char *argument, long *
     if (!CreateProcessA(program, &command_line[0], nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &process))
         return 0;
     CloseHandle(process.hThread);
+    g_children.push_back(process.hProcess);
     *process_id = static_cast<long>(process.dwProcessId);
     return reinterpret_cast<ChildProcess>(process.hProcess);
 }
@@ -375,8 +389,11 @@ int WaitChildProcess(ChildProcess child, unsigned timeout_ms)
 
 void CloseChildProcess(ChildProcess child)
 {
-    if (child)
-        CloseHandle(reinterpret_cast<HANDLE>(child));
+    if (!child)
+        return;
+    HANDLE process = reinterpret_cast<HANDLE>(child);
+    g_children.erase(std::remove(g_children.begin(), g_children.end(), process), g_children.end());
+    CloseHandle(process);
 }
 
 void SleepMilliseconds(unsigned milliseconds)

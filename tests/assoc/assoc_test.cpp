@@ -1,9 +1,9 @@
 // The association layer: every cell of the origin state machine's table,
-// its refusals, excursions and switches; and the completeness walk, which
-// finds PDUs arriving in pieces of any size complete at their exact end,
-// never asks for octets past it, reads few times, and refuses absurd
-// lengths. (The transport, the target names, the receive path and the
+// its refusals, excursions and switches; and the reading of one PDU, which
+// takes PDUs arriving in pieces of any size to their exact end and never
+// past it, in few receive calls, and refuses absurd lengths and nesting. (The transport, the target names, the receive path and the
 // diagnostics output run against the scripted target in tests/toolkit.)
+#include <algorithm>
 #include <random>
 #include <sstream>
 #include <string>
@@ -14,6 +14,8 @@
 #include "asn/asn_pdu.h"
 #include "assoc/assoc_table.h"
 #include "assoc/pdu_scan.h"
+#include "asn/asn_ber.h"
+#include "ui/mem.h"
 #include "assoc/state_machine.h"
 
 namespace {
@@ -306,42 +308,77 @@ Octets Indefinite(Octets tag, const Octets &contents)
     return Cat({tag, {0x80}, contents, {0, 0}});
 }
 
-struct Delivery {
-    PduScanResult result;
-    uint32_t count;    // the size when complete
-    size_t reads;      // pieces taken
-    bool overread;     // asked for octets past the PDU's end
+// A stream that the PDU and foreign octets after it arrive on, `piece`
+// octets at a time, one piece per wait (and, when flowing, one more with
+// every receive call); it notes every receive call and any octet taken
+// past the PDU's end.
+struct PieceStream {
+    Octets data;
+    size_t end; // the PDU's end
+    size_t piece;
+    size_t arrived = 0;
+    size_t taken = 0;
+    size_t calls = 0;
+    bool overread = false;
+    bool flowing = false;
+
+    PieceStream(const Octets &pdu, size_t pieceSize)
+        : data(Cat({pdu, Octets(64, 0xEE)})), end(pdu.size()), piece(pieceSize), arrived(std::min(piece, data.size()))
+    {
+    }
+    static PieceStream &Of(void *context) { return *static_cast<PieceStream *>(context); }
+    static long Available(void *context) { return static_cast<long>(Of(context).arrived - Of(context).taken); }
+    static long Receive(void *context, unsigned char *octets, size_t count, int peek)
+    {
+        PieceStream &s = Of(context);
+        s.calls++;
+        if (s.flowing)
+            s.arrived = std::min(s.arrived + s.piece, s.data.size());
+        size_t n = std::min(count, s.arrived - s.taken);
+        std::copy(s.data.begin() + static_cast<long>(s.taken), s.data.begin() + static_cast<long>(s.taken + n), octets);
+        if (!peek)
+            s.taken += n;
+        s.overread |= s.taken > s.end;
+        return static_cast<long>(n);
+    }
+    static int Await(void *context)
+    {
+        PieceStream &s = Of(context);
+        if (s.arrived > s.taken)
+            return 1;
+        if (s.arrived == s.data.size())
+            return 0;
+        s.arrived = std::min(s.arrived + s.piece, s.data.size());
+        return 1;
+    }
 };
 
-// Feeds the walk from pdu followed by foreign octets, at most `piece`
-// octets a time and never more than it asks for, as a receive would.
-Delivery Deliver(const Octets &pdu, size_t piece, uint32_t limit = kLimit)
+struct Delivery {
+    PduReadResult result;
+    Octets octets; // the PDU read
+    uint32_t count;
+    size_t calls;
+    bool overread;
+};
+
+Delivery Deliver(const Octets &pdu, size_t piece, uint32_t limit = kLimit, bool flowing = false)
 {
-    Octets stream = Cat({pdu, Octets(64, 0xEE)});
-    PduScan scan = {0, 0, 0};
-    Delivery d = {PDU_SCAN_MORE, 0, 0, false};
-    uint32_t available = 0;
-    for (;;) {
-        uint32_t want = 0;
-        d.result = PduScanStep(&scan, stream.data(), available, limit, &want);
-        if (d.result != PDU_SCAN_MORE) {
-            d.count = want;
-            return d;
-        }
-        EXPECT_GT(want, 0u);
-        if (available + want > pdu.size())
-            d.overread = true;
-        uint32_t take = static_cast<uint32_t>(std::min<size_t>({want, piece, stream.size() - available}));
-        available += take;
-        d.reads++;
-        if (d.reads > 10 * stream.size())
-            return d;
+    PieceStream source(pdu, piece);
+    source.flowing = flowing;
+    PduStream stream = {&source, PieceStream::Available, PieceStream::Receive, PieceStream::Await};
+    unsigned char *octets = nullptr;
+    uint32_t count = 0;
+    Delivery d = {ReadOnePdu(&stream, limit, &octets, &count), {}, count, source.calls, source.overread};
+    if (d.result == PDU_READ_DONE) {
+        d.octets.assign(octets, octets + count);
+        MemFree(octets);
     }
+    return d;
 }
 
 // Random trees of definite and indefinite elements, short and long forms,
 // low and high tag numbers, empty and nested, delivered in pieces of any
-// size: the walk finds them complete at the end the codec finds.
+// size: the read ends at the end the codec finds, with exactly the PDU.
 Octets RandomElement(std::mt19937 &random, int depth)
 {
     bool constructed = depth < 4 && random() % 3 != 0;
@@ -355,35 +392,83 @@ Octets RandomElement(std::mt19937 &random, int depth)
     return random() % 2 ? Indefinite(tag, contents) : Definite(tag, contents);
 }
 
-TEST(PduScan, AgreesWithTheCodecOnRandomTrees)
+TEST(PduRead, AgreesWithTheCodecOnRandomTrees)
 {
     std::mt19937 random(20240307);
     for (int i = 0; i < 300; i++) {
         Octets pdu = RandomElement(random, 0);
         uint32_t total = 0;
         ASSERT_EQ(PduLength(pdu.data(), static_cast<uint32_t>(pdu.size()), &total), 1);
+        ASSERT_EQ(total, pdu.size());
         for (size_t piece : {size_t(1), size_t(1 + random() % 100), size_t(4096)}) {
-            Delivery d = Deliver(pdu, piece);
-            ASSERT_EQ(d.result, PDU_SCAN_COMPLETE) << piece;
-            EXPECT_EQ(d.count, total);
-            EXPECT_FALSE(d.overread);
+            for (bool flowing : {false, true}) {
+                Delivery d = Deliver(pdu, piece, kLimit, flowing);
+                ASSERT_EQ(d.result, PDU_READ_DONE) << piece;
+                EXPECT_EQ(d.octets, pdu);
+                EXPECT_FALSE(d.overread);
+            }
         }
     }
 }
 
-// 1,000 records of 400 octets, indefinite lengths at every level above
-// them, as common servers send a large present response: a few reads per
-// record, not one per octet.
-TEST(PduScan, LargeIndefiniteResponsesTakeFewReads)
+// Present responses as targets send them, 1,000 records of 400 octets, with
+// indefinite lengths at every level above the records or definite ones:
+// two receive calls when the PDU has arrived whole, and at most two per
+// further piece of 64 KB.
+TEST(PduRead, ReceiveCallsPerPiece)
 {
+    Octets record = Indefinite({0x30}, Indefinite({0xA1}, Definite({0x81}, Octets(400, 'M'))));
     Octets records;
     for (int i = 0; i < 1000; i++)
-        records = Cat({records, Indefinite({0x30}, Indefinite({0xA1}, Definite({0x81}, Octets(400, 'M'))))});
-    Octets pdu = Indefinite({0xB9}, Indefinite({0xBC}, records));
-    Delivery d = Deliver(pdu, 4096);
-    ASSERT_EQ(d.result, PDU_SCAN_COMPLETE);
-    EXPECT_EQ(d.count, pdu.size());
-    EXPECT_LE(d.reads, 3000u);
+        records.insert(records.end(), record.begin(), record.end());
+    Octets small = Definite({0x81}, Octets(4000, 'M'));
+    struct Case {
+        const char *name;
+        Octets pdu;
+    } cases[] = {
+        {"indefinite 4 KB", Indefinite({0xB9}, Indefinite({0xBC}, small))},
+        {"definite 4 KB", Definite({0xB9}, Definite({0xBC}, small))},
+        {"indefinite 400 KB", Indefinite({0xB9}, Indefinite({0xBC}, records))},
+    };
+    for (const Case &c : cases) {
+        Delivery whole = Deliver(c.pdu, c.pdu.size() + 64);
+        EXPECT_EQ(whole.calls, 2u) << c.name;
+        Delivery pieces = Deliver(c.pdu, 65536);
+        ASSERT_EQ(pieces.result, PDU_READ_DONE) << c.name;
+        EXPECT_LE(pieces.calls, 2 * (c.pdu.size() / 65536 + 1)) << c.name;
+        EXPECT_FALSE(pieces.overread) << c.name;
+    }
+}
+
+// Refusals: a length beyond the limit before anything is allocated for it,
+// more open indefinite lengths than the codec accepts (by the receive path
+// and PduLength alike), a peer that closes or stops in mid-PDU.
+TEST(PduRead, Refusals)
+{
+    Delivery tooLong = Deliver(Definite({0xB9}, Octets(60000, 'M')), 100, 50000);
+    EXPECT_EQ(tooLong.result, PDU_READ_TOO_LONG);
+    EXPECT_EQ(tooLong.count, 60004u);
+    EXPECT_EQ(Deliver({0xB9, 0x85, 1, 0, 0, 0, 0}, 100).result, PDU_READ_TOO_LONG);
+
+    Octets deepest = Definite({0x81}, {1});
+    for (int level = 0; level < ASN_MAX_NESTING; level++)
+        deepest = Indefinite({0xA1}, deepest);
+    uint32_t total = 0;
+    EXPECT_EQ(PduLength(deepest.data(), static_cast<uint32_t>(deepest.size()), &total), 1);
+    EXPECT_EQ(Deliver(deepest, 4096).result, PDU_READ_DONE);
+    Octets deeper = Indefinite({0xA1}, deepest);
+    EXPECT_EQ(PduLength(deeper.data(), static_cast<uint32_t>(deeper.size()), &total), 0);
+    EXPECT_EQ(total, 0u);
+    EXPECT_EQ(Deliver(deeper, 4096).result, PDU_READ_UNDECODABLE);
+
+    Octets pdu = Definite({0xB9}, Octets(300, 'M'));
+    pdu.resize(200);
+    PieceStream source(pdu, 100);
+    source.data.resize(200); // nothing follows: the wait times out
+    PduStream stream = {&source, PieceStream::Available, PieceStream::Receive, PieceStream::Await};
+    unsigned char *octets = nullptr;
+    uint32_t count = 0;
+    EXPECT_EQ(ReadOnePdu(&stream, kLimit, &octets, &count), PDU_READ_TIMED_OUT);
 }
 
 } // namespace

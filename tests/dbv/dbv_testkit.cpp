@@ -409,6 +409,33 @@ Bytes Nested(const std::vector<Level> &levels, const Bytes &innermost, bool inde
     return out;
 }
 
+void Append(Bytes &out, std::initializer_list<unsigned char> octets)
+{
+    out.insert(out.end(), octets);
+}
+
+void AppendLength(Bytes &out, size_t len)
+{
+    if (len < 128) {
+        out.push_back(static_cast<unsigned char>(len));
+    } else {
+        Append(out, {0x82, static_cast<unsigned char>(len >> 8), static_cast<unsigned char>(len)});
+    }
+}
+
+// One NamePlusRecord: name "Default", retrievalRecord EXTERNAL USMARC
+// octet-aligned, inner lengths definite.
+void AppendRecord(Bytes &out, const std::string &marc)
+{
+    Bytes external = {0x06, 0x07, 0x2A, 0x86, 0x48, 0xCE, 0x13, 0x05, 0x0A, 0x81};
+    AppendLength(external, marc.size());
+    external.insert(external.end(), marc.begin(), marc.end());
+    Append(out, {0x30, 0x80, 0x80, 0x07, 'D', 'e', 'f', 'a', 'u', 'l', 't', 0xA1, 0x80, 0xA1, 0x80, 0x28});
+    AppendLength(out, external.size());
+    out.insert(out.end(), external.begin(), external.end());
+    Append(out, {0x00, 0x00, 0x00, 0x00, 0x00, 0x00});
+}
+
 } // namespace
 
 std::vector<unsigned char> DeepGrs1Present(int levels, bool indefinite)
@@ -500,4 +527,16 @@ int BerDepth(const std::vector<unsigned char> &octets)
             pos += length;
         }
     }
+}
+
+std::vector<unsigned char> MarcPresentResponse(int records)
+{
+    std::string marc(380, 'm');
+    marc.replace(0, 24, "00380nam  2200097   4500");
+    marc.back() = '\x1D';
+    Bytes out = {0xB9, 0x80, 0x98, 0x02, 0x03, 0xE8, 0x99, 0x02, 0x03, 0xE9, 0x9B, 0x01, 0x00, 0xBC, 0x80};
+    for (int i = 0; i < records; i++)
+        AppendRecord(out, marc);
+    Append(out, {0x00, 0x00, 0x00, 0x00});
+    return out;
 }

@@ -34,6 +34,10 @@ DbvPdu *RoundTrip(const DbvPdu *pdu);
 // The trace printer's lines for a value of the type.
 std::string Printed(const DbvTypeDesc *type, const void *value);
 
+// A presentResponse of `records` USMARC records of 380 octets, framed as
+// real targets send it: indefinite lengths above the records.
+std::vector<unsigned char> MarcPresentResponse(int records);
+
 // The BER octets of a file of tests/asn/fixtures, and the names of all of
 // them, sorted.
 std::vector<unsigned char> Fixture(const char *name);

@@ -125,6 +125,8 @@ class RequestServiceTest(distributor_kit.DistributorTest):
             self.assertEqual(run.status, 1)
             self.assertIn("did not accept", run.errors)
             if not distributor_kit.WINE:
+                # A reader asks for the display's latest text with MSG_QUERY_STATE.
+                self.distribute("--attach", str(run.instance), "--keep", "--query-state")
                 status_display = os.path.join(os.environ.get("TMPDIR") or "/tmp", "kestra-windows",
                                               "%d.status" % run.instance)
                 with open(status_display) as display:

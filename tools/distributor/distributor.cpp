@@ -5,6 +5,7 @@
 #include "service/service.h"
 #include "tools/distributor/marc_display.h"
 
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -151,6 +152,24 @@ Options ParseOptions(int argc, char **argv)
     }
     return options;
 }
+
+// The overall time-out of one wait. The wait itself returns as soon as a
+// message arrives or the client ends; it looks around at least every
+// kLookAgainMs for what sends no message: a message box that the client
+// opens, or a client attached by number that ends.
+const unsigned kLookAgainMs = 250;
+
+struct Deadline {
+    std::chrono::steady_clock::time_point end;
+    explicit Deadline(unsigned milliseconds) : end(std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds)) {}
+    bool Passed() const { return std::chrono::steady_clock::now() >= end; }
+    // How long the next wait may last: what is left, at most kLookAgainMs.
+    unsigned Slice() const
+    {
+        auto left = std::chrono::duration_cast<std::chrono::milliseconds>(end - std::chrono::steady_clock::now()).count();
+        return left <= 0 ? 0 : left < kLookAgainMs ? static_cast<unsigned>(left) : kLookAgainMs;
+    }
+};
 
 bool ClientEnded()
 {
@@ -307,7 +326,7 @@ void DismissClientMessageBox()
 // Waits for the client's next MSG_REQUEST_DONE; false on time-out or when the client ended without one.
 bool AwaitRequestDone(RequestDone *done)
 {
-    unsigned waited = 0;
+    Deadline deadline(g_distributor.options.timeout_ms);
     for (;;) {
         while (!g_distributor.done.empty()) {
             *done = g_distributor.done.front();
@@ -315,12 +334,11 @@ bool AwaitRequestDone(RequestDone *done)
             if (static_cast<WindowHandle>(done->window) == g_distributor.client)
                 return true;
         }
-        if (waited >= g_distributor.options.timeout_ms)
+        if (deadline.Passed())
             return false;
         bool ended = ClientEnded();
         DismissClientMessageBox();
-        PumpMessages(50);
-        waited += 50;
+        PumpMessages(deadline.Slice());
         if (ended && g_distributor.done.empty())
             return false;
     }
@@ -351,7 +369,10 @@ void FollowRequests(const std::vector<std::string> &lines, size_t expected)
         RequestDone done;
         if (!AwaitRequestDone(&done))
             Fail(ClientEnded() ? "the client ended before reporting a request" : "time-out waiting for the client");
-        PrintNewResponseLines();
+        // An EXIT writes no line, and its client deletes the response file as
+        // it ends: an open file would keep Windows from deleting it.
+        if (static_cast<int>((done.lparam >> 8) & 0xFF) != RequestCode("EXIT"))
+            PrintNewResponseLines();
         if (!(done.lparam & 1)) {
             g_distributor.status = kRequestFailed;
             return;
@@ -459,13 +480,15 @@ void ConnectToClient()
     g_distributor.child = StartChildProcess(options.client.c_str(), command_line.c_str(), &process_id);
     if (!g_distributor.child)
         Fail(("cannot start " + options.client).c_str());
-    for (unsigned waited = 0; !g_distributor.client; waited += 20) {
+    // The window appears without a message: look again after 1, 2, 4, 8 and then every 16 ms.
+    Deadline deadline(options.timeout_ms);
+    for (unsigned pause = 1; !g_distributor.client; pause = pause < 16 ? pause * 2 : pause) {
         g_distributor.client = FindProcessWindow(process_id, "BLDGENERIC", "Tellan:");
         if (g_distributor.client)
             break;
-        if (waited >= options.timeout_ms || ClientEnded())
+        if (deadline.Passed() || ClientEnded())
             Fail("no client window found");
-        PumpMessages(20);
+        PumpMessages(pause);
     }
     // The response file carries the client's window number.
     g_exchange.instance_window = g_distributor.client;
@@ -481,10 +504,11 @@ bool ClientGone()
 // Waits for the client to end, by EXIT or by its idle limit.
 void AwaitClientEnd(const char *failure)
 {
-    for (unsigned waited = 0; !ClientGone(); waited += 100) {
-        if (waited >= g_distributor.options.timeout_ms)
+    Deadline deadline(g_distributor.options.timeout_ms);
+    while (!ClientGone()) {
+        if (deadline.Passed())
             Fail(failure);
-        PumpMessages(100);
+        PumpMessages(deadline.Slice());
     }
     if (g_distributor.options.verbose)
         std::fprintf(stderr, "kestra-distributor: client ended\n");
