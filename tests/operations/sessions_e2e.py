@@ -321,6 +321,8 @@ class SessionsTest(CaseTest):
         run = self.run_cases(cases, "--keep")
         try:
             if not distributor_kit.WINE:  # the status display is a file on POSIX
+                # The client publishes its display before it answers a query of its state.
+                self.distribute("--attach", str(run.instance), "--keep", "--query-state")
                 with open(os.path.join(os.environ.get("TMPDIR") or "/tmp", "kestra-windows",
                                        "%d.status" % run.instance)) as display:
                     shown = display.read()
