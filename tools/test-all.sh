@@ -2,7 +2,7 @@
 # Installs what is missing, builds the native program and both Windows
 # programs (x86-64 and i686), and runs every test: natively, the unit tests
 # again under the sanitizers, both Windows builds under Wine in one virtual X
-# display, the installed programs and the Windows zips, the fuzzer, and the
+# display, the installed programs and the Windows zips, the fuzz targets, and the
 # benchmarks. Prints each stage's wall time and ends with one summary line.
 set -uo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
@@ -152,7 +152,7 @@ check_windows_zip() {
   return "$status"
 }
 
-# Builds and runs the fuzzer; its progress goes to a log.
+# Builds and runs the fuzz targets; their progress goes to a log.
 run_fuzzer() {
   bash "$root/fuzz/run.sh" "${KESTRA_FUZZ_SECONDS:-60}" "$build/fuzz" > "$build/fuzz.log" 2>&1
 }
@@ -214,9 +214,9 @@ fi
 
 if [ -x "$root/fuzz/run.sh" ]; then
   step "Fuzzing"
-  # The fuzzer's progress goes to a log; its closing lines show here.
-  check "the PDU fuzzer" run_fuzzer
-  tail -n 5 "$build/fuzz.log"
+  # The fuzz targets' progress goes to a log; the line of each shows here.
+  check "the fuzz targets" run_fuzzer
+  grep -E '^[a-z_]+_fuzzer: |^crashed:' "$build/fuzz.log"
 fi
 
 step "Benchmarks (figures only, not tests)"
