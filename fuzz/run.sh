@@ -69,7 +69,7 @@ for target in $targets; do
   echo "== $target for ${per}s"
   # shellcheck disable=SC2086
   if ! (cd "$tmp/$target" &&
-        TMPDIR="$tmp/$target" UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1 "$build/bin/$target" $options \
+        TMPDIR="$tmp/$target" UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1 nice "$build/bin/$target" $options \
           -max_total_time="$per" -timeout=30 -rss_limit_mb=2048 -close_fd_mask=3 -print_final_stats=1 \
           -artifact_prefix="$build/artifacts/$target/" "$build/corpus/$target" "$build/seeds/$target") \
         > "$build/logs/$target.log" 2>&1; then
