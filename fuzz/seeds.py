@@ -25,7 +25,7 @@ sys.path.insert(0, os.path.join(ROOT, "tests", "peers"))
 import marc_records  # noqa: E402
 from z3950_target import (EXTERNAL, GRS1, OPAC, SEQUENCE, SUMMARY, SUTRS, USMARC,  # noqa: E402
                           circulation_record, close, ctx, definite_length, explicit, holdings_record,
-                          init_response, integer, name_plus_record, non_surrogate_diagnostic, oid, opac_record,
+                          init_response, integer, name_plus_record, null, non_surrogate_diagnostic, oid, opac_record,
                           present_response, read_header, response_records, retrieval_record, scan_response,
                           search_response, sequence, string, subtree, summary_record, surrogate_diagnostic,
                           tagged_element, term_info)
@@ -62,13 +62,13 @@ def opac(holdings_count=1, copies=2):
 
 
 def text_element(tag_type, tag, text):
-    return tagged_element(tag_type, tag, string(text, ctx(5)))
+    return tagged_element(tag_type, tag, string(text))
 
 
 GRS1_ELEMENTS = [
     text_element(2, 1, "A title"), text_element(2, 2, "An author"), text_element(3, "Local", "string tag"),
-    tagged_element(1, 14, integer(42, ctx(2))), tagged_element(4, 1, explicit(ctx(6), sequence(SEQUENCE))),
-    tagged_element(2, 3, sequence(ctx(9))), tagged_element(None, 5, string("no type", ctx(5))),
+    tagged_element(1, 14, integer(42)), tagged_element(4, 1, explicit(ctx(6), sequence(SEQUENCE))),
+    tagged_element(2, 3, null(ctx(2))), tagged_element(None, 5, string("no type")),
     tagged_element(2, 1, subtree(text_element(2, 2, "inner"), text_element(6, 2, "other"))),
 ]
 
