@@ -4,7 +4,7 @@
 # again under the sanitizers, the x86-64 build under wine64, the i686 build
 # under 32-bit Wine (in full where this host runs 32-bit programs, else a
 # smoke set under the qemu-i386 emulator), the installed programs and the
-# Windows zips, the fuzzers, and the benchmarks. Prints each stage's wall
+# Windows zips, the fuzz targets, and the benchmarks. Prints each stage's wall
 # time and ends with one summary line.
 #
 # KESTRA_I686=native|emulated|skip forces how the i686 tests run (default:
@@ -283,7 +283,7 @@ run_i686_tests() {
   unregister_i386_emulator
 }
 
-# Builds and runs the fuzzer; its progress goes to a log.
+# Builds and runs the fuzz targets; their progress goes to a log.
 run_fuzzer() {
   bash "$root/fuzz/run.sh" "${KESTRA_FUZZ_SECONDS:-60}" "$build/fuzz" > "$build/fuzz.log" 2>&1
 }
@@ -354,9 +354,9 @@ check "cmake --install of the native build" check_native_install
 
 if [ -x "$root/fuzz/run.sh" ]; then
   step "Fuzzing"
-  # The fuzzer's progress goes to a log; its closing lines show here.
-  check "the PDU fuzzer" run_fuzzer
-  tail -n 5 "$build/fuzz.log"
+  # The fuzz targets' progress goes to a log; the line of each shows here.
+  check "the fuzz targets" run_fuzzer
+  grep -E '^[a-z_]+_fuzzer: |^crashed:' "$build/fuzz.log"
 fi
 
 step "Benchmarks (figures only, not tests)"
