@@ -6,7 +6,9 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "service/operations.h"
+#include "retrieval/retrieval.h"
+#include "session/session.h"
+#include "service/exchange/exchange.h"
 #include "service/service.h"
 
 namespace fuzz {
@@ -63,17 +65,17 @@ std::FILE *Sink()
 void ResetService()
 {
     ClearStatus();
-    g_service.response_text.clear();
+    g_exchange.response_text.clear();
     std::memset(g_service.request_queue, 0, sizeof g_service.request_queue);
-    g_service.current_request[0] = '\0';
-    g_service.response_pairs[0] = '\0';
-    g_service.format_mode = FORMAT_UNDECIDED;
+    g_exchange.current_request[0] = '\0';
+    g_exchange.response_pairs[0] = '\0';
+    g_exchange.format_mode = FORMAT_UNDECIDED;
     g_service.session_state = SESSION_NONE;
-    g_service.session_timeout = 30;
+    g_exchange.session_timeout = 30;
     g_service.distributor = 0;
     g_service.instance_number = 0;
-    std::snprintf(g_service.temp_directory, sizeof g_service.temp_directory, "%s", ScratchDirectory().c_str());
-    std::snprintf(g_service.temp_prefix, sizeof g_service.temp_prefix, "Z39");
+    std::snprintf(g_exchange.temp_directory, sizeof g_exchange.temp_directory, "%s", ScratchDirectory().c_str());
+    std::snprintf(g_exchange.temp_prefix, sizeof g_exchange.temp_prefix, "Z39");
     g_result_set = ResultSetState();
     g_session.wait_timeout = 30;
     g_session.target_options.clear();

@@ -14,6 +14,7 @@
 #include "dbv/dbv_print.h"
 #include "fuzz/fuzz_kit.h"
 #include "retrieval/query.h"
+#include "service/exchange/exchange.h"
 #include "service/service.h"
 
 namespace {
@@ -52,7 +53,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
     fuzz::ResetService();
     std::string line = fuzz::InputText(data, size, kRequestSize - 1);
-    std::snprintf(g_service.current_request, sizeof g_service.current_request, "%s", line.c_str());
+    std::snprintf(g_exchange.current_request, sizeof g_exchange.current_request, "%s", line.c_str());
     // The fields that SEARCH sets besides the query.
     dbv::Owned<DbvSearchReq> request(dbv::New<DbvSearchReq>(), DbvFreeSearchReq);
     request->ulLargeSetLowerBound = 1;

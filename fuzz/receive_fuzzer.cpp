@@ -20,7 +20,8 @@
 #include "assoc/assoc_table.h"
 #include "diag/trace.h"
 #include "fuzz/fuzz_kit.h"
-#include "service/operations.h"
+#include "retrieval/retrieval.h"
+#include "session/session.h"
 #include "service/service.h"
 
 namespace {

@@ -23,6 +23,7 @@
 #include <string>
 
 #include "fuzz/fuzz_kit.h"
+#include "service/exchange/exchange.h"
 #include "service/service.h"
 
 namespace {
@@ -50,8 +51,8 @@ void ReserveRefusingPort()
 std::string RequestFilePath()
 {
     char name[64];
-    std::snprintf(name, sizeof name, "%s%08lX%04lX.tmp", g_service.temp_prefix, kDistributor, kInstance);
-    return g_service.temp_directory + std::string(name);
+    std::snprintf(name, sizeof name, "%s%08lX%04lX.tmp", g_exchange.temp_prefix, kDistributor, kInstance);
+    return g_exchange.temp_directory + std::string(name);
 }
 
 bool NotEmpty(const char *value)

@@ -7,7 +7,7 @@
 #include <cstdio>
 #include <vector>
 
-#include "assoc/table_reader.h"
+#include "ui/table_reader.h"
 #include "assoc/target_names.h"
 #include "dbv/dbv_build.h"
 #include "fuzz/fuzz_kit.h"
