@@ -126,7 +126,7 @@ make_prefix() {
   export WINEPREFIX=$prefix
   mkdir -p "$prefix"
   prefixes+=("$prefix")
-  wineserver -p && WINEARCH=$arch timeout "$seconds" "$loader" wineboot -i >/dev/null 2>&1 &&
+  wineserver -p && env ${arch:+WINEARCH=$arch} timeout "$seconds" "$loader" wineboot -i >/dev/null 2>&1 &&
     [ -f "$prefix/drive_c/windows/system32/kernel32.dll" ]
 }
 
