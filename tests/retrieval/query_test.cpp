@@ -54,9 +54,12 @@ std::string BoxesShownBy(const std::function<void()> &call)
         for (WindowHandle last = 0; !finished; SleepMilliseconds(10)) {
             char caption[64], text[128];
             WindowHandle box = FindMessageBox(g_exchange.instance_window, caption, sizeof caption, text, sizeof text);
-            // A box shows its text a moment after it opens.
-            if (box && box != last && text[0]) {
-                boxes += std::string(caption) + ": " + text + "\n";
+            // A box shows its text a moment after it opens. It is asked to
+            // close until it has gone, so that a dismissal it missed cannot
+            // leave it open.
+            if (box && text[0]) {
+                if (box != last)
+                    boxes += std::string(caption) + ": " + text + "\n";
                 DismissMessageBox(last = box);
             }
         }
