@@ -175,19 +175,22 @@ PROGRAM
 }
 
 # Registers qemu-i386 for 32-bit x86 programs with binfmt_misc, installing
-# it first; on failure prints the reason.
+# it first; on failure leaves the reason in emulator_failure. (Not to be run
+# in a subshell: what it registered must be known to remove it.)
+emulator_failure=""
 register_i386_emulator() {
   bash "$root/tools/install-deps.sh" emulator >/dev/null 2>&1 ||
-    { echo "qemu-user-static could not be installed"; return 1; }
+    { emulator_failure="qemu-user-static could not be installed"; return 1; }
   if [ ! -e "$binfmt/register" ]; then
     $sudo mount -t binfmt_misc binfmt_misc "$binfmt" 2>/dev/null ||
-      { echo "binfmt_misc cannot be mounted here"; return 1; }
+      { emulator_failure="binfmt_misc cannot be mounted here"; return 1; }
     binfmt_mounted=1
   fi
   # An entry of ours that an interrupted run left behind goes first.
   [ ! -e "$binfmt/$binfmt_entry" ] || echo -1 | $sudo tee "$binfmt/$binfmt_entry" >/dev/null
   printf '%s' ":$binfmt_entry:M::$i386_magic:$i386_mask:/usr/bin/qemu-i386-static:F" |
-    $sudo tee "$binfmt/register" >/dev/null 2>&1 || { echo "binfmt_misc refused the qemu-i386 entry"; return 1; }
+    $sudo tee "$binfmt/register" >/dev/null 2>&1 ||
+    { emulator_failure="binfmt_misc refused the qemu-i386 entry"; return 1; }
   binfmt_registered=1
 }
 
@@ -259,9 +262,9 @@ run_i686_tests() {
     native) ;;
     emulated)
       step "qemu-i386 emulator for the i686 programs"
-      if ! reason=$(register_i386_emulator); then
-        echo "test-all: i686 tests SKIPPED: $reason"
-        notes+=("i686 tests SKIPPED: this host's kernel does not run 32-bit programs, and $reason")
+      if ! register_i386_emulator; then
+        echo "test-all: i686 tests SKIPPED: $emulator_failure"
+        notes+=("i686 tests SKIPPED: this host's kernel does not run 32-bit programs, and $emulator_failure")
         check "the i686 zip holds the programs" check_windows_zip win32
         return
       fi ;;
