@@ -10,7 +10,7 @@ target, and the ratio of their wall times:
 
 The target comes from tests/peers/peers.py (KESTRA_PEERS_STATE names a
 running one, else the benchmark starts its own). Each pair runs --repeat
-times; the best time of each side counts.
+times, the two sides in turn; the best time of each side counts.
 """
 import argparse
 import json
@@ -18,6 +18,7 @@ import os
 import subprocess
 import sys
 import tempfile
+import threading
 import time
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "tests", "peers"))
@@ -27,11 +28,23 @@ SEARCH = "RequestType:SEARCH Database:Default Query:@use=4@term=%d Terms:1"
 PRESENT = "RequestType:PRESENT StartFrom:1 Records:%d RecordSyntax:USMARC"
 
 
-def timed(command, **options):
-    """The wall time of one run of command, which must succeed."""
+def timed(command, input=None, **options):
+    """The wall time of one run of command, which must succeed. The end is
+    waited for by a blocking wait: a wait with a time-out polls, in steps
+    of up to 50 ms, which would be counted; a timer kills a run that hangs."""
     started = time.perf_counter()
-    subprocess.run(command, check=True, stdout=subprocess.DEVNULL, timeout=600, **options)
-    return time.perf_counter() - started
+    with subprocess.Popen(command, stdin=subprocess.PIPE if input else None, stdout=subprocess.DEVNULL,
+                          **options) as process:
+        watchdog = threading.Timer(600, process.kill)
+        watchdog.start()
+        try:
+            process.communicate(input)
+        finally:
+            watchdog.cancel()
+    elapsed = time.perf_counter() - started
+    if process.returncode != 0:
+        raise subprocess.CalledProcessError(process.returncode, command)
+    return elapsed
 
 
 def kestra_session(bin_dir, port, rounds, hits, records, message_size):
@@ -64,8 +77,11 @@ def yaz_session(port, rounds, hits, records, message_size):
 
 
 def compare(name, bin_dir, port, repeat, **work):
-    kestra = min(kestra_session(bin_dir, port, **work) for _ in range(repeat))
-    yaz = min(yaz_session(port, **work) for _ in range(repeat))
+    """Runs the pair in turn, so that a change in the machine's speed meets
+    both alike, and prints the best time of each and their ratio."""
+    times = [(kestra_session(bin_dir, port, **work), yaz_session(port, **work)) for _ in range(repeat)]
+    kestra = min(pair[0] for pair in times)
+    yaz = min(pair[1] for pair in times)
     print("%-44s kestra %7.3f s  yaz-client %7.3f s  ratio %5.2f" % (name, kestra, yaz, kestra / yaz))
     return kestra / yaz
 
@@ -74,7 +90,7 @@ def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("--bin", required=True)
     parser.add_argument("--rounds", type=int, default=100)
-    parser.add_argument("--repeat", type=int, default=3)
+    parser.add_argument("--repeat", type=int, default=5)
     options = parser.parse_args()
     state_file = os.environ.get("KESTRA_PEERS_STATE")
     if state_file:

@@ -87,6 +87,7 @@ int main(int argc, char **argv)
     SetUpInstance(window, ProgramCommandLine(argc, argv));
     int exit_code = RunMessageLoop();
     ReleaseSession();
+    CloseResponseFile();
     DeleteFileIfExists(ResponseFileName().c_str());
     ReleaseNamedMutex(g_service.instance_mutex);
     CloseNamedMutex(g_service.instance_mutex);

@@ -191,6 +191,7 @@ void ProcessRequests()
 
         const RequestHandler *handler = FindHandler(UpperCase(type).c_str());
         bool success = handler && RunHandler(*handler);
+        CloseResponseFile();
         // The idle limit counts from the end of the last request: one that
         // outlasted it must not end the process, and its response file with
         // it, before the distributor has read the lines.

@@ -1,6 +1,7 @@
 // The platform seam on POSIX. A window is a listening Unix-domain socket in
 // the shared directory "<temp>/kestra-windows/"; a message is one 24-octet
-// record on a fresh connection; a sending call waits for an 8-octet answer.
+// record on a connection to it, which a sender keeps for its later messages
+// to that window; a sending call waits for an 8-octet answer.
 // Named mutexes are lock files there, the status display a text file.
 // docs/posix-contract.md describes the contract for other distributors.
 #include "ui/os.h"
@@ -52,6 +53,7 @@ struct Window {
     WindowHandle handle;
     std::string class_name;
     int listener;
+    std::vector<int> links; // accepted connections that may carry more messages
     bool timer_on;
     unsigned timer_id;
     Clock::duration period;
@@ -77,6 +79,7 @@ struct State {
     Clock::time_point status_published; // when the file was last written
     std::map<intptr_t, std::string> created_mutexes;
     long windows_made = 0;
+    std::map<WindowHandle, int> links; // this process's connections to other windows
 };
 
 State &Os()
@@ -90,8 +93,13 @@ std::string RuntimeDirectory()
     char temp[260];
     SystemTempDirectory(temp, sizeof temp);
     std::string directory = std::string(temp) + "kestra-windows/";
-    if (mkdir(directory.c_str(), 01777) == 0)
-        chmod(directory.c_str(), 01777);
+    // Made at most once per process for each temp directory.
+    static std::string made;
+    if (directory != made) {
+        if (mkdir(directory.c_str(), 01777) == 0)
+            chmod(directory.c_str(), 01777);
+        made = directory;
+    }
     return directory;
 }
 
@@ -211,6 +219,8 @@ void RemoveOnSignal(const std::string &path)
 void RemoveWindowFiles(const Window &window)
 {
     close(window.listener);
+    for (int link : window.links)
+        close(link);
     unlink(WindowFile(window.handle, ".win").c_str());
     unlink(WindowFile(window.handle, ".title").c_str());
 }
@@ -306,31 +316,84 @@ void DrainChildEnds()
     }
 }
 
-// Takes one connection off a window's socket: a posted message is queued,
-// a sent one is handled at once and answered.
-void AcceptMessage(Window &window)
+// Reads one message from a connection to a window: a posted message is
+// queued, a sent one is handled at once and answered. False when the
+// connection brought none: its sender closed it, or sent only part.
+bool ReadMessage(WindowHandle handle, int fd)
 {
-    int fd = accept4(window.listener, nullptr, nullptr, SOCK_CLOEXEC);
-    if (fd < 0)
-        return;
     WireMessage wire;
-    WindowHandle handle = window.handle;
-    if (ReadAll(fd, &wire, sizeof wire, 2000)) {
-        if (wire.kind == kPosted) {
-            Os().posted.push_back({handle, wire});
-        } else {
-            int outer_fd = Os().reply_fd;
-            bool outer_replied = Os().replied;
-            Os().reply_fd = fd;
-            Os().replied = false;
-            intptr_t result = Dispatch(handle, wire);
-            if (!Os().replied)
-                ReplyToSender(result);
-            Os().reply_fd = outer_fd;
-            Os().replied = outer_replied;
-        }
+    if (!ReadAll(fd, &wire, sizeof wire, 2000))
+        return false;
+    if (wire.kind == kPosted) {
+        Os().posted.push_back({handle, wire});
+        return true;
     }
-    close(fd);
+    int outer_fd = Os().reply_fd;
+    bool outer_replied = Os().replied;
+    Os().reply_fd = fd;
+    Os().replied = false;
+    intptr_t result = Dispatch(handle, wire);
+    if (!Os().replied)
+        ReplyToSender(result);
+    Os().reply_fd = outer_fd;
+    Os().replied = outer_replied;
+    return true;
+}
+
+// Handles a message on the window's connection fd, a new one (taken off its
+// socket) when fd is the listener. A connection stays open for the sender's
+// next message until the sender closes it. False when nothing was handled.
+bool TakeMessage(WindowHandle handle, int fd)
+{
+    Window *window = OwnWindow(handle);
+    if (!window)
+        return false;
+    if (fd == window->listener) {
+        fd = accept4(window->listener, nullptr, nullptr, SOCK_CLOEXEC);
+        if (fd < 0)
+            return false;
+        window->links.push_back(fd);
+    } else if (std::find(window->links.begin(), window->links.end(), fd) == window->links.end()) {
+        return false; // closed while an earlier message was handled
+    }
+    if (ReadMessage(handle, fd))
+        return true;
+    // The window procedure may have destroyed the window meanwhile.
+    if ((window = OwnWindow(handle)) != nullptr) {
+        window->links.erase(std::find(window->links.begin(), window->links.end(), fd));
+        close(fd);
+    }
+    return false;
+}
+
+// Sends a message to another process's window over this process's
+// connection to it, made when there is none; a connection that its
+// receiver has closed is made afresh once. A sent message waits at most
+// timeout_ms for its answer. False when the message did not go, or its
+// answer did not come.
+bool SendWire(WindowHandle window, const WireMessage &wire, int timeout_ms, int64_t *answer)
+{
+    std::map<WindowHandle, int> &links = Os().links;
+    for (int attempt = 0; attempt < 2; ++attempt) {
+        auto link = links.find(window);
+        bool fresh = link == links.end();
+        if (fresh) {
+            int fd = ConnectToWindow(window);
+            if (fd < 0)
+                return false;
+            link = links.emplace(window, fd).first;
+        }
+        int fd = link->second;
+        bool written = WriteAll(fd, &wire, sizeof wire);
+        if (written && (wire.kind == kPosted || ReadAll(fd, answer, sizeof *answer, timeout_ms)))
+            return true;
+        // A late answer must not be taken for the next message's.
+        close(fd);
+        links.erase(link);
+        if (written || fresh)
+            return false;
+    }
+    return false;
 }
 
 // Handles what is due: a posted message, else arriving connections and the
@@ -359,21 +422,26 @@ bool PumpOnce(int timeout_ms)
             timeout_ms = until_tick < 0 ? 0 : static_cast<int>(until_tick);
     }
     std::vector<pollfd> waits;
-    for (const Window &window : os.windows)
+    std::vector<WindowHandle> owners;
+    for (const Window &window : os.windows) {
         waits.push_back({window.listener, POLLIN, 0});
+        owners.push_back(window.handle);
+        for (int link : window.links) {
+            waits.push_back({link, POLLIN, 0});
+            owners.push_back(window.handle);
+        }
+    }
     waits.push_back({g_child_ended[0], POLLIN, 0}); // ignored while negative
     int ready = poll(waits.data(), waits.size(), timeout_ms);
-    bool happened = ready > 0;
-    if (ready > 0 && (waits.back().revents & POLLIN))
+    bool happened = false;
+    if (ready > 0 && (waits.back().revents & POLLIN)) {
         DrainChildEnds();
+        happened = true;
+    }
     waits.pop_back();
-    std::vector<WindowHandle> readable;
     for (size_t i = 0; ready > 0 && i < waits.size(); ++i)
-        if (waits[i].revents & POLLIN)
-            readable.push_back(os.windows[i].handle);
-    for (WindowHandle handle : readable)
-        if (Window *window = OwnWindow(handle))
-            AcceptMessage(*window);
+        if (waits[i].revents & (POLLIN | POLLHUP | POLLERR))
+            happened = TakeMessage(owners[i], waits[i].fd) || happened;
     now = Clock::now();
     std::vector<std::pair<WindowHandle, unsigned>> ticks;
     for (Window &window : os.windows) {
@@ -445,7 +513,7 @@ WindowHandle CreateHiddenWindow(const char *class_name, const char *title)
     RemoveOnSignal(path);
     RemoveOnSignal(WindowFile(handle, ".title"));
     ++os.windows_made;
-    os.windows.push_back({handle, class_name, listener, false, 0, {}, {}});
+    os.windows.push_back({handle, class_name, listener, {}, false, 0, {}, {}});
     SetWindowTitle(handle, title);
     Dispatch(handle, {kSent, OS_MSG_CREATE, 0, 0});
     return handle;
@@ -551,13 +619,8 @@ int SendToWindow(WindowHandle window, unsigned message, uintptr_t wparam, intptr
             *result = answer;
         return 1;
     }
-    int fd = ConnectToWindow(window);
-    if (fd < 0)
-        return 0;
     int64_t answer = 0;
-    bool answered = WriteAll(fd, &wire, sizeof wire) &&
-                    ReadAll(fd, &answer, sizeof answer, static_cast<int>(timeout_ms));
-    close(fd);
+    bool answered = SendWire(window, wire, static_cast<int>(timeout_ms), &answer);
     if (result)
         *result = static_cast<intptr_t>(answer);
     return answered;
@@ -570,12 +633,7 @@ int PostToWindow(WindowHandle window, unsigned message, uintptr_t wparam, intptr
         Os().posted.push_back({window, wire});
         return 1;
     }
-    int fd = ConnectToWindow(window);
-    if (fd < 0)
-        return 0;
-    bool written = WriteAll(fd, &wire, sizeof wire);
-    close(fd);
-    return written;
+    return SendWire(window, wire, 0, nullptr);
 }
 
 void ReplyToSender(intptr_t result)

@@ -201,14 +201,44 @@ std::string ResponseFileName()
     return name;
 }
 
+namespace {
+
+const size_t kResponseBufferSize = 64 * 1024;
+
+// The response file held open while a request writes its lines, and its name.
+struct HeldResponseFile {
+    std::FILE *file = nullptr;
+    std::string name;
+};
+
+HeldResponseFile g_response_file;
+
+} // namespace
+
 void FlushResponse()
 {
-    // A response file that cannot be opened loses the line without a message.
-    if (std::FILE *file = std::fopen(ResponseFileName().c_str(), "a+")) {
-        std::fprintf(file, "%s\n", g_exchange.response_text.c_str());
-        std::fclose(file);
+    std::string name = ResponseFileName();
+    if (g_response_file.file && g_response_file.name != name)
+        CloseResponseFile();
+    if (!g_response_file.file) {
+        g_response_file.file = std::fopen(name.c_str(), "a+");
+        g_response_file.name = name;
+        // The lines of a request go out in few writes; the distributor reads
+        // them once the request is done, after CloseResponseFile.
+        if (g_response_file.file)
+            std::setvbuf(g_response_file.file, nullptr, _IOFBF, kResponseBufferSize);
     }
+    // A response file that cannot be opened loses the line without a message.
+    if (g_response_file.file)
+        std::fprintf(g_response_file.file, "%s\n", g_exchange.response_text.c_str());
     g_exchange.response_text.clear();
+}
+
+void CloseResponseFile()
+{
+    if (g_response_file.file)
+        std::fclose(g_response_file.file);
+    g_response_file.file = nullptr;
 }
 
 void WriteEchoLine(const char *request_tag)

@@ -53,7 +53,13 @@ bool PairInteger(const char *key, long value);
 /* The response line. */
 void AppendField(const char *text);
 void AppendInteger(long value);
+/* Adds the response line to the response file, which stays open, its
+ * lines buffered, until CloseResponseFile; the request service closes it
+ * after every request, before it tells the distributor, which may then
+ * read, and on Windows delete, the file. */
 void FlushResponse();
+void CloseResponseFile();
+/* Returns the response file's name: temp path, prefix, instance window. */
 std::string ResponseFileName();
 
 /* The two line shapes every operation writes. The request echo: the

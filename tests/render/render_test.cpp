@@ -51,6 +51,7 @@ Line RenderedLine(void (*render)(const DbvExternal *, long), DbvExternal *record
 {
     render(record, 1);
     DbvFreeExternal(record);
+    CloseResponseFile();
     std::ifstream file(ResponseFileName());
     std::string s((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
     file.close();

@@ -3,6 +3,8 @@
 through the exchange files and the window messages, natively or under Wine."""
 import os
 import re
+import socket
+import struct
 import sys
 import time
 
@@ -132,6 +134,30 @@ class RequestServiceTest(distributor_kit.DistributorTest):
                 with open(status_display) as display:
                     self.assertEqual(display.readline(),
                                      "Request file does not fit the 5000-byte request queue: nothing queued\n")
+        finally:
+            self.distribute("--attach", str(run.instance))
+
+    def test_a_connection_to_the_window_carries_one_message_or_several(self):
+        if distributor_kit.WINE:
+            self.skipTest("window messages are Windows' own under Wine")
+        run = self.distribute("--keep", texts=["RequestType:LOAD\n"])
+        try:
+            window = os.path.join(os.environ.get("TMPDIR") or "/tmp", "kestra-windows", "%d.win" % run.instance)
+            query_state = struct.pack("=IIqq", 1, 1077, 0, 0)  # sent MSG_QUERY_STATE
+
+            def answers(connection, count):
+                found = []
+                for _ in range(count):
+                    connection.sendall(query_state)
+                    found.append(struct.unpack("=q", connection.recv(8, socket.MSG_WAITALL))[0])
+                return found
+
+            for messages_per_connection in (1, 3):
+                with self.subTest(messages_per_connection=messages_per_connection):
+                    with socket.socket(socket.AF_UNIX, socket.SOCK_STREAM) as connection:
+                        connection.settimeout(10)
+                        connection.connect(window)
+                        self.assertEqual(answers(connection, messages_per_connection), [1] * messages_per_connection)
         finally:
             self.distribute("--attach", str(run.instance))
 

@@ -480,9 +480,10 @@ void ConnectToClient()
     g_distributor.child = StartChildProcess(options.client.c_str(), command_line.c_str(), &process_id);
     if (!g_distributor.child)
         Fail(("cannot start " + options.client).c_str());
-    // The window appears without a message: look again after 1, 2, 4, 8 and then every 16 ms.
+    // The window appears without a message: look again every millisecond,
+    // which costs a few file look-ups while the client starts.
     Deadline deadline(options.timeout_ms);
-    for (unsigned pause = 1; !g_distributor.client; pause = pause < 16 ? pause * 2 : pause) {
+    for (const unsigned pause = 1; !g_distributor.client;) {
         g_distributor.client = FindProcessWindow(process_id, "BLDGENERIC", "Tellan:");
         if (g_distributor.client)
             break;
