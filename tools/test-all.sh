@@ -2,8 +2,8 @@
 # Installs what is missing, builds the native program and both Windows
 # programs (x86-64 and i686), and runs every test: natively, the unit tests
 # again under the sanitizers, the x86-64 build under wine64, the i686 build
-# under 32-bit Wine (in full where this host runs 32-bit programs, else a
-# smoke set under the qemu-i386 emulator), the installed programs and the
+# under Wine's 32-bit loader (in full where this host runs 32-bit programs,
+# else a smoke set under the qemu-i386 emulator), the installed programs and the
 # Windows zips, the fuzz targets, and the benchmarks. Prints each stage's wall
 # time and ends with one summary line.
 #
@@ -117,16 +117,14 @@ start_display() {
   rm -f "$display_file"
 }
 
-# Makes the Wine prefix PREFIX with LOADER (ARCH: win32 for a 32-bit prefix)
-# within SECONDS, and makes it the current one; it is made when its
-# system folder holds kernel32. Its server is kept alive
-# between the test runs, so it starts once.
+# Makes the 64-bit Wine prefix PREFIX with wine64, within SECONDS (default
+# 600), and starts its server; the prefix stays exported as WINEPREFIX.
 make_prefix() {
-  local prefix=$1 loader=$2 arch=${3:-} seconds=${4:-600}
+  local prefix=$1 seconds=${2:-600}
   export WINEPREFIX=$prefix
   mkdir -p "$prefix"
   prefixes+=("$prefix")
-  wineserver -p && env ${arch:+WINEARCH=$arch} timeout "$seconds" "$loader" wineboot -i >/dev/null 2>&1 &&
+  wineserver -p && timeout "$seconds" "$wine64_loader" wineboot -i >/dev/null 2>&1 &&
     [ -f "$prefix/drive_c/windows/system32/kernel32.dll" ]
 }
 
@@ -252,57 +250,57 @@ check_windows_zip() {
   return "$status"
 }
 
-# The i686 tests, as this host allows: all of them in a 32-bit Wine prefix
-# where the kernel runs 32-bit programs; else the smoke set under the
-# qemu-i386 emulator, where every program start takes most of a minute, so
-# the suites' waits are scaled up; SKIPPED when no emulator can be set up.
-# Under the emulator the programs run as 32-bit processes in a 64-bit prefix
-# that wine64 makes while the emulator is registered (so that its 32-bit
-# part is installed too): Wine's own 32-bit start-up, which a 32-bit prefix
-# would need, meets faults that the emulator does not report as the
-# processor would, and crashes.
+# Says that the i686 tests were skipped and why; the zip is still checked.
+skip_i686() {
+  echo "test-all: i686 tests SKIPPED: $1"
+  notes+=("i686 tests SKIPPED: $1")
+  check "the i686 zip holds the programs" check_windows_zip win32
+}
+
+# The i686 tests, as this host allows. The programs run as 32-bit processes
+# in a 64-bit prefix whose 32-bit part wineboot installed, through the
+# 32-bit loader. Where the kernel runs 32-bit programs: every test, in the
+# x86-64 tests' prefix. Else under the qemu-i386 emulator, in a prefix that
+# wine64 makes while the emulator is registered, so that it gets its 32-bit
+# part; every program start then takes most of a minute, so only the smoke
+# set runs, its waits scaled up. (A 32-bit prefix cannot be made there:
+# Wine's own 32-bit start-up meets faults that the emulator does not report
+# as the processor would, and crashes.) SKIPPED when that cannot be set up.
 run_i686_tests() {
-  local reason
+  local prefix=$build/wineprefix
   case $i686_mode in
     native) ;;
     emulated)
-      step "qemu-i386 emulator for the i686 programs"
+      step "qemu-i386 emulator and a Wine prefix for the i686 programs"
+      prefix=$build/wineprefix-wow64
       if ! register_i386_emulator; then
-        echo "test-all: i686 tests SKIPPED: $emulator_failure"
-        notes+=("i686 tests SKIPPED: this host's kernel does not run 32-bit programs, and $emulator_failure")
-        check "the i686 zip holds the programs" check_windows_zip win32
+        skip_i686 "this host's kernel does not run 32-bit programs, and $emulator_failure"
+        return
+      fi
+      if ! make_prefix "$prefix" "$emulated_boot_seconds"; then
+        WINEPREFIX=$prefix wineserver -k 2>/dev/null
+        unregister_i386_emulator
+        skip_i686 "this host's kernel does not run 32-bit programs, and Wine did not make a prefix under the qemu-i386 emulator within ${emulated_boot_seconds} s"
         return
       fi ;;
     *)
-      echo "test-all: i686 tests SKIPPED: KESTRA_I686=$i686_mode"
-      notes+=("i686 tests SKIPPED: KESTRA_I686=$i686_mode")
+      skip_i686 "KESTRA_I686=$i686_mode"
       return ;;
   esac
-  step "Wine prefix for the i686 programs"
-  if [ "$i686_mode" = native ]; then
-    if make_prefix "$build/wineprefix32" "$wine32_loader" win32; then
-      step "Windows i686 tests under 32-bit Wine"
-      run_ctest --test-dir "$build/win32" --verbose
-      check "the i686 zip runs under Wine" check_windows_zip win32 "$wine32_loader"
-      notes+=("i686: every test ran under 32-bit Wine (this host runs 32-bit programs)")
-    else
-      echo "test-all: 32-bit Wine did not start"
-      failed=$((failed + 1))
-    fi
-  elif make_prefix "$build/wineprefix-wow64" "$wine64_loader" "" "$emulated_boot_seconds" &&
-    [ -f "$build/wineprefix-wow64/drive_c/windows/syswow64/kernel32.dll" ]; then
+  export WINEPREFIX=$prefix
+  if [ ! -f "$prefix/drive_c/windows/syswow64/kernel32.dll" ]; then
+    echo "test-all: the Wine prefix has no 32-bit part"
+    failed=$((failed + 1))
+  elif [ "$i686_mode" = native ]; then
+    step "Windows i686 tests under Wine"
+    run_ctest --test-dir "$build/win32" --verbose
+    check "the i686 zip runs under Wine" check_windows_zip win32 "$wine32_loader"
+    notes+=("i686: every test ran under Wine (this host runs 32-bit programs)")
+  else
     step "Windows i686 smoke set under the emulator"
     KESTRA_TIME_SCALE=10 run_ctest --test-dir "$build/win32" -L smoke --verbose
     check "the i686 zip holds the programs" check_windows_zip win32
-    notes+=("i686: the smoke set only, under the qemu-i386 emulator, as this host's kernel does not run 32-bit programs: LOAD to EXIT with INITIALIZE, SEARCH, PRESENT of every record kind, SCAN and CLOSE against the scripted target, and a session against yaz-ztest")
-  else
-    # Wine's own processes may crash under the emulator, which then cannot
-    # serve, as if it could not be set up.
-    WINEPREFIX=$build/wineprefix-wow64 wineserver -k 2>/dev/null
-    reason="Wine did not make a prefix with its 32-bit part under the qemu-i386 emulator within ${emulated_boot_seconds} s"
-    echo "test-all: i686 tests SKIPPED: $reason"
-    notes+=("i686 tests SKIPPED: this host's kernel does not run 32-bit programs, and $reason")
-    check "the i686 zip holds the programs" check_windows_zip win32
+    notes+=("i686: the smoke set only, under the qemu-i386 emulator, as this host's kernel does not run 32-bit programs: LOAD to EXIT with INITIALIZE, SEARCH, PRESENT of every record kind, SCAN, CLOSE and records nested 20,000 and 50,000 deep against the scripted target, and a session against yaz-ztest")
   fi
   unregister_i386_emulator
 }
@@ -362,7 +360,7 @@ else
 fi
 
 step "Wine: virtual display, x86-64 prefix and server"
-if start_display && make_prefix "$build/wineprefix" "$wine64_loader"; then
+if start_display && make_prefix "$build/wineprefix"; then
   # Verbose, so that every test case shows in the log, passed or not.
   step "Windows x86-64 tests under wine64"
   run_ctest --test-dir "$build/win64" --verbose

@@ -3,7 +3,9 @@
 program start is slow (the i686 build under an emulator): a whole session
 against the scripted target of tests/peers/z3950_target.py, from LOAD to
 EXIT (INITIALIZE, SEARCH, a PRESENT with a record of every kind, SCAN,
-CLOSE), and a session against yaz-ztest whose results equal yaz-client's.
+CLOSE, then records nested 20,000 and 50,000 deep, which must fail cleanly
+where the stack is smallest), and a session against yaz-ztest whose
+results equal yaz-client's.
 Runs natively or under Wine (--wine[=LOADER]).
 """
 import os
@@ -12,6 +14,7 @@ import sys
 HERE = os.path.dirname(os.path.abspath(__file__))
 sys.path[:0] = [HERE, os.path.join(HERE, "..", "peers")]
 import distributor_kit  # noqa: E402
+import faults_e2e as f  # noqa: E402
 import live_e2e  # noqa: E402
 import marc_records as marc  # noqa: E402
 import peers  # noqa: E402
@@ -43,10 +46,12 @@ class SmokeTest(s.CaseTest):
                     [line(i + 1, 0, text) for i, (_, text) in enumerate(KINDS)] +
                     [p.done(1, len(KINDS)), ECHO, line(1, 0, "Kim", 3, "kim"), line(2, 0, "", 1, "kite"),
                      "SCAN_RESPONSE,0,Records:2,", ECHO, s.CLOSED])
-        run = self.run_cases([s.session_case("smoke", lines, steps, expected,
-                                             s.sent("initRequest", "searchRequest", "presentRequest",
-                                                    "scanRequest"))])
-        self.assertEqual(run.status, 0, run.errors)
+        smoke = s.session_case("smoke", lines, steps, expected,
+                               s.sent("initRequest", "searchRequest", "presentRequest", "scanRequest"))
+        deep = f.each_followed_by_initialize([f.deep_case(20000, 1000000), f.deep_case(50000, 4000000)])
+        run = self.run_cases([smoke] + deep)
+        # The deep records' PRESENTs fail, as they must: the run ends with 1.
+        self.assertEqual(run.status, 1, run.errors)
         # The closing EXIT ended the client, which deleted its response file.
         self.assertEqual(self.response_files(), [])
 
