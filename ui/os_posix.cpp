@@ -366,6 +366,19 @@ bool TakeMessage(WindowHandle handle, int fd)
     return false;
 }
 
+// Closes this process's connection fd to another window.
+void DropLink(int fd)
+{
+    std::map<WindowHandle, int> &links = Os().links;
+    for (auto link = links.begin(); link != links.end(); ++link) {
+        if (link->second == fd) {
+            close(fd);
+            links.erase(link);
+            return;
+        }
+    }
+}
+
 // Sends a message to another process's window over this process's
 // connection to it, made when there is none; a connection that its
 // receiver has closed is made afresh once. A sent message waits at most
@@ -388,8 +401,7 @@ bool SendWire(WindowHandle window, const WireMessage &wire, int timeout_ms, int6
         if (written && (wire.kind == kPosted || ReadAll(fd, answer, sizeof *answer, timeout_ms)))
             return true;
         // A late answer must not be taken for the next message's.
-        close(fd);
-        links.erase(link);
+        DropLink(fd);
         if (written || fresh)
             return false;
     }
@@ -431,6 +443,11 @@ bool PumpOnce(int timeout_ms)
             owners.push_back(window.handle);
         }
     }
+    // This process's connections to other windows carry nothing between
+    // messages: one that wakes has been closed by its window, which has gone.
+    size_t window_waits = waits.size();
+    for (const auto &link : os.links)
+        waits.push_back({link.second, POLLIN, 0});
     waits.push_back({g_child_ended[0], POLLIN, 0}); // ignored while negative
     int ready = poll(waits.data(), waits.size(), timeout_ms);
     bool happened = false;
@@ -439,7 +456,10 @@ bool PumpOnce(int timeout_ms)
         happened = true;
     }
     waits.pop_back();
-    for (size_t i = 0; ready > 0 && i < waits.size(); ++i)
+    for (size_t i = window_waits; ready > 0 && i < waits.size(); ++i)
+        if (waits[i].revents)
+            DropLink(waits[i].fd);
+    for (size_t i = 0; ready > 0 && i < window_waits; ++i)
         if (waits[i].revents & (POLLIN | POLLHUP | POLLERR))
             happened = TakeMessage(owners[i], waits[i].fd) || happened;
     now = Clock::now();

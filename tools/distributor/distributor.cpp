@@ -483,13 +483,10 @@ void ConnectToClient()
     // The window appears without a message: look again every millisecond,
     // which costs a few file look-ups while the client starts.
     Deadline deadline(options.timeout_ms);
-    for (const unsigned pause = 1; !g_distributor.client;) {
-        g_distributor.client = FindProcessWindow(process_id, "BLDGENERIC", "Tellan:");
-        if (g_distributor.client)
-            break;
+    while (!(g_distributor.client = FindProcessWindow(process_id, "BLDGENERIC", "Tellan:"))) {
         if (deadline.Passed() || ClientEnded())
             Fail("no client window found");
-        PumpMessages(pause);
+        PumpMessages(1);
     }
     // The response file carries the client's window number.
     g_exchange.instance_window = g_distributor.client;
