@@ -27,6 +27,8 @@ CYCLE = ["RequestType:SEARCH Database:marc Query:@use=4@term=computer Terms:1",
 WARM_UP = 300           # requests before the first measurement
 FILE_SIZE = 2500        # octets of request lines per file: the client takes 5,000 with the keys the distributor adds
 MEMORY_ALLOWANCE = 256  # kB the resident memory may grow by: allocator pages, not leaks
+SETTLE_SECONDS = 0.25   # descriptors unchanged for this long are the client's own
+SETTLE_LIMIT = 5.0
 
 
 def cycle_lines(count):
@@ -68,18 +70,36 @@ def usage(pid):
     return resident, len(os.listdir("/proc/%d/fd" % pid))
 
 
+def settled_usage(pid):
+    """usage() once the client has let go of the distributor that just ended.
+
+    It closes its connections to a distributor's window when it sees the
+    distributor go, a moment after the distributor has ended; on a busy
+    machine that moment is later. The figures are taken when two readings
+    SETTLE_SECONDS apart agree (at most SETTLE_LIMIT seconds): a descriptor
+    that stays open still counts."""
+    latest = usage(pid)
+    deadline = time.monotonic() + SETTLE_LIMIT
+    while time.monotonic() < deadline:
+        time.sleep(SETTLE_SECONDS)
+        earlier, latest = latest, usage(pid)
+        if latest[1] == earlier[1]:
+            break
+    return latest
+
+
 def soak(bin_dir, target, requests):
     """Runs the requests in one client; (usage after the warm-up, usage at the end, seconds after the warm-up)."""
     with tempfile.TemporaryDirectory(prefix="kestra-soak-") as directory:
         start = ["RequestType:LOAD SessionTimeout:60", "RequestType:INITIALIZE Server:%s Port:%d" % tuple(target)]
         warm_up = request_files(directory, start + cycle_lines(WARM_UP), 0)
         pid = distribute(bin_dir, directory, ["--keep"], warm_up)
-        before = usage(pid)
+        before = settled_usage(pid)
         files = request_files(directory, cycle_lines(requests - WARM_UP), len(warm_up))
         began = time.monotonic()
         distribute(bin_dir, directory, ["--attach", str(pid), "--keep"], files)
         seconds = time.monotonic() - began
-        after = usage(pid)
+        after = settled_usage(pid)
         distribute(bin_dir, directory, ["--attach", str(pid)],
                    request_files(directory, ["RequestType:CLOSE"], len(warm_up) + len(files)))
     return before, after, seconds
