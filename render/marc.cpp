@@ -5,6 +5,7 @@
 #include "render/iso2709.h"
 #include "render/render.h"
 
+#include <algorithm>
 #include <cstdio>
 
 namespace {
@@ -105,32 +106,58 @@ void AddFlagSubfield(std::string &field, char code, int value)
 
 std::string AppendMarcField(const std::string &record, const std::string &field)
 {
-    if (field.empty())
-        return record;
+    return AppendMarcFields(record, {field});
+}
+
+std::string AppendMarcFields(const std::string &record, const std::vector<std::string> &fields)
+{
     size_t directory_end = record.find(kFieldTerminator);
     size_t record_end = record.find(kRecordTerminator);
-    if (directory_end == std::string::npos || record_end == std::string::npos || directory_end < kLeaderLength ||
-        record_end < directory_end)
+    bool any = std::any_of(fields.begin(), fields.end(), [](const std::string &f) { return !f.empty(); });
+    if (!any || directory_end == std::string::npos || record_end == std::string::npos ||
+        directory_end < kLeaderLength || record_end < directory_end)
         return record;
 
-    // The new field and its directory entry go at the ends of the data and
-    // the directory; the leader's record length and base address grow by
-    // them, its other positions stay as received.
-    size_t field_length = field.size() + 1;
-    size_t data_length = record_end - directory_end - 1;
-    std::string enlarged;
-    enlarged.reserve(record_end + field_length + kDirectoryEntryLength + 16);
-    enlarged += Padded(record_end + field_length + kDirectoryEntryLength + 1, 5);
-    enlarged.append(record, 5, 7);
-    enlarged += Padded(directory_end + kDirectoryEntryLength + 1, 5);
-    enlarged.append(record, 17, directory_end - 17); // rest of the leader, old directory
-    enlarged += kHoldingsTag;
-    enlarged += Padded(field_length, 4);
-    enlarged += Padded(data_length, 5);
+    // Each field rebuilds the record from its predecessor: the record length
+    // and base address are written afresh at positions 0 and 12, positions
+    // 5 to 11 and 17 onwards are kept, the directory gains an entry and the
+    // data the field, and what follows the first record terminator is
+    // dropped. Only the parts that change are touched: the first 17
+    // characters, what a wider number pushes past them (kept reversed, as it
+    // is prepended), the directory's end and the data's end.
+    std::string lead = record.substr(0, 17);
+    std::string pushed_reversed;
+    std::string directory = record.substr(17, directory_end - 17);
+    std::string data = record.substr(directory_end + 1, record_end - directory_end - 1);
+    size_t cut = std::string::npos; // a record terminator inside the data, from a field
+    for (const std::string &field : fields) {
+        if (field.empty())
+            continue;
+        if (cut != std::string::npos) {
+            data.resize(cut);
+            cut = std::string::npos;
+        }
+        size_t field_length = field.size() + 1;
+        size_t old_directory_end = 17 + pushed_reversed.size() + directory.size();
+        size_t old_record_end = old_directory_end + 1 + data.size();
+        std::string numbers = Padded(old_record_end + field_length + kDirectoryEntryLength + 1, 5) + lead.substr(5, 7) +
+                              Padded(old_directory_end + kDirectoryEntryLength + 1, 5);
+        pushed_reversed.append(numbers.rbegin(), numbers.rend() - 17);
+        lead = numbers.substr(0, 17);
+        directory += kHoldingsTag;
+        directory += Padded(field_length, 4);
+        directory += Padded(data.size(), 5);
+        size_t terminator = field.find(kRecordTerminator);
+        if (terminator != std::string::npos)
+            cut = data.size() + terminator;
+        data += field;
+        data += kFieldTerminator;
+    }
+    std::string enlarged = lead;
+    enlarged.append(pushed_reversed.rbegin(), pushed_reversed.rend());
+    enlarged += directory;
     enlarged += kFieldTerminator;
-    enlarged.append(record, directory_end + 1, data_length);
-    enlarged += field;
-    enlarged += kFieldTerminator;
+    enlarged += data;
     enlarged += kRecordTerminator;
     return enlarged;
 }
@@ -145,7 +172,7 @@ void RenderOpacRecord(const DbvExternal *record, long position)
         WriteRecordLine(position, 1, "Invalid OPAC record data");
         return;
     }
-    std::string marc = dbv::TextOf(bibliographic->uExternalValue.psOctetAligned);
+    std::vector<std::string> fields;
     for (DbvHoldingsRecord **entry = opac->ppsHoldingsData; entry && *entry; ++entry) {
         // MARC holdings records are not folded in.
         if ((*entry)->eHoldingsRecordType != HR_HoldingsAndCirc || !(*entry)->uHoldingsRecord.psHoldingsAndCirc)
@@ -153,9 +180,10 @@ void RenderOpacRecord(const DbvExternal *record, long position)
         const DbvHoldingsAndCircData *holdings = (*entry)->uHoldingsRecord.psHoldingsAndCirc;
         DbvCircRecord **copies = holdings->ppsCirculationData;
         if (!copies || !*copies)
-            marc = AppendMarcField(marc, HoldingsField(*holdings, nullptr));
+            fields.push_back(HoldingsField(*holdings, nullptr));
         for (; copies && *copies; ++copies)
-            marc = AppendMarcField(marc, HoldingsField(*holdings, *copies));
+            fields.push_back(HoldingsField(*holdings, *copies));
     }
+    std::string marc = AppendMarcFields(dbv::TextOf(bibliographic->uExternalValue.psOctetAligned), fields);
     WriteRecordLine(position, 0, marc.c_str());
 }

@@ -359,6 +359,51 @@ DbvExternal *EveryKind()
                     Tagged(3, "G", Data(ED_Diagnostic)), Tagged(3, "U", Data(99)), Tagged(3, "S", String(""))});
 }
 
+// One field added as the per-field rule says, rebuilding the whole record:
+// the reference that AppendMarcFields must equal.
+std::string AddedOneByOne(std::string record, const std::vector<std::string> &fields)
+{
+    auto padded = [](size_t value, int width) {
+        std::string digits = std::to_string(value);
+        return std::string(digits.size() < static_cast<size_t>(width) ? width - digits.size() : 0, '0') + digits;
+    };
+    for (const std::string &field : fields) {
+        size_t directory_end = record.find('\x1e'), record_end = record.find('\x1d');
+        if (field.empty() || directory_end == std::string::npos || record_end == std::string::npos ||
+            directory_end < 24 || record_end < directory_end)
+            continue;
+        record = padded(record_end + field.size() + 14, 5) + record.substr(5, 7) + padded(directory_end + 13, 5) +
+                 record.substr(17, directory_end - 17) + "937" + padded(field.size() + 1, 4) +
+                 padded(record_end - directory_end - 1, 5) + "\x1e" +
+                 record.substr(directory_end + 1, record_end - directory_end - 1) + field + "\x1e\x1d";
+    }
+    return record;
+}
+
+// Fields that push the numbers past five digits, carry record terminators
+// or are empty, added to records with and without data after their end.
+TEST_F(RenderTest, ManyFieldsAddedAtOnceEqualThemAddedOneByOne)
+{
+    std::mt19937 random(937);
+    auto number = [&random](size_t below) { return static_cast<size_t>(random() % below); };
+    for (int round = 0; round < 200; ++round) {
+        std::string record = kBib;
+        if (number(4) == 0)
+            record += "after the end";
+        if (number(4) == 0)
+            record.insert(60, "\x1d" + std::string(number(20), 'd'));
+        bool long_record = round % 10 == 0;
+        std::vector<std::string> fields(1 + number(long_record ? 60 : 12));
+        for (std::string &field : fields) {
+            field.assign(number(3) == 0 ? 0 : number(long_record ? 3 : 20) == 0 ? 4000 + number(12000) : number(30), 'f');
+            if (!field.empty() && number(6) == 0)
+                field[number(field.size())] = '\x1d';
+        }
+        ASSERT_EQ(AppendMarcFields(record, fields), AddedOneByOne(record, fields)) << "round " << round;
+        ASSERT_EQ(AppendMarcField(record, fields[0]), AddedOneByOne(record, {fields[0]})) << "round " << round;
+    }
+}
+
 TEST_F(RenderTest, GenericRecords)
 {
     // A line without a name keeps the name and flag of the line before.
