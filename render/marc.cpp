@@ -104,11 +104,6 @@ void AddFlagSubfield(std::string &field, char code, int value)
     field += value ? '1' : '0';
 }
 
-std::string AppendMarcField(const std::string &record, const std::string &field)
-{
-    return AppendMarcFields(record, {field});
-}
-
 std::string AppendMarcFields(const std::string &record, const std::vector<std::string> &fields)
 {
     size_t directory_end = record.find(kFieldTerminator);

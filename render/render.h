@@ -40,15 +40,13 @@ const DbvSingleASN1Type *SingleValueOf(const DbvExternal *record, int asn1_type)
 void AddTextSubfield(std::string &field, char code, const DbvOctetString *octets);
 // Adds a flag subfield, "1" for any non-zero value, else "0"; always written.
 void AddFlagSubfield(std::string &field, char code, int value);
-// Returns the ISO 2709 record with the field added last under the tag
-// "937", the record length, base address and directory updated (a number
-// too large for its width is written wider). Returns the record unchanged
-// when the field is empty, or when the record has no directory end (0x1E)
-// after a full leader or no record end (0x1D) after that.
-std::string AppendMarcField(const std::string &record, const std::string &field);
-// Returns what AppendMarcField gives when it adds the fields one after the
-// other (empty ones skipped), in time linear in the records' sizes, so that
-// a record with many copies costs no more than its text.
+// Returns the ISO 2709 record with the fields added after its own under the
+// tag "937", one after the other, the record length, base address and
+// directory updated at each (a number too large for its width is written
+// wider; data after a record end, 0x1D, is dropped). Empty fields are
+// skipped. Returns the record unchanged when every field is empty, or when
+// the record has no directory end (0x1E) after a full leader or no record
+// end after that. Takes time linear in the sizes, whatever the field count.
 std::string AppendMarcFields(const std::string &record, const std::vector<std::string> &fields);
 
 #endif

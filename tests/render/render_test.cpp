@@ -400,7 +400,7 @@ TEST_F(RenderTest, ManyFieldsAddedAtOnceEqualThemAddedOneByOne)
                 field[number(field.size())] = '\x1d';
         }
         ASSERT_EQ(AppendMarcFields(record, fields), AddedOneByOne(record, fields)) << "round " << round;
-        ASSERT_EQ(AppendMarcField(record, fields[0]), AddedOneByOne(record, {fields[0]})) << "round " << round;
+        ASSERT_EQ(AppendMarcFields(record, {fields[0]}), AddedOneByOne(record, {fields[0]})) << "round " << round;
     }
 }
 
