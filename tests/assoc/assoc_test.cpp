@@ -290,21 +290,14 @@ TEST(PduRead, ReceiveCallsPerPiece)
     for (int i = 0; i < 1000; i++)
         records.insert(records.end(), record.begin(), record.end());
     Octets small = Definite({0x81}, Octets(4000, 'M'));
-    struct Case {
-        const char *name;
-        Octets pdu;
-    } cases[] = {
-        {"indefinite 4 KB", Indefinite({0xB9}, Indefinite({0xBC}, small))},
-        {"definite 4 KB", Definite({0xB9}, Definite({0xBC}, small))},
-        {"indefinite 400 KB", Indefinite({0xB9}, Indefinite({0xBC}, records))},
-    };
-    for (const Case &c : cases) {
-        Delivery whole = Deliver(c.pdu, c.pdu.size() + 64);
-        EXPECT_EQ(whole.calls, 2u) << c.name;
-        Delivery pieces = Deliver(c.pdu, 65536);
-        ASSERT_EQ(pieces.result, PDU_READ_DONE) << c.name;
-        EXPECT_LE(pieces.calls, 2 * (c.pdu.size() / 65536 + 1)) << c.name;
-        EXPECT_FALSE(pieces.overread) << c.name;
+    for (const Octets &pdu : {Indefinite({0xB9}, Indefinite({0xBC}, small)), Definite({0xB9}, Definite({0xBC}, small)),
+                              Indefinite({0xB9}, Indefinite({0xBC}, records))}) {
+        SCOPED_TRACE(std::to_string(pdu.size()) + (pdu[1] == 0x80 ? " octets, indefinite" : " octets, definite"));
+        EXPECT_EQ(Deliver(pdu, pdu.size() + 64).calls, 2u);
+        Delivery pieces = Deliver(pdu, 65536);
+        ASSERT_EQ(pieces.result, PDU_READ_DONE);
+        EXPECT_LE(pieces.calls, 2 * (pdu.size() / 65536 + 1));
+        EXPECT_FALSE(pieces.overread);
     }
 }
 
