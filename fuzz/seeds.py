@@ -1,21 +1,18 @@
 #!/usr/bin/env python3
-"""Seed corpora of the fuzz targets, written at build time (nothing large is
-kept in the repository):
+"""Seed corpora of the fuzz targets, written at build time:
 
     seeds.py OUT_DIR [--depth N ...]
 
-makes OUT_DIR/<target>/ for each target. The PDUs come from the scripted
-target's encoder (tests/peers/z3950_target.py) and the captures of real
-targets (tests/asn/fixtures/*.ber); on top of them go hostile inputs made
-on purpose: deep nesting (definite and indefinite), lengths that are long,
-absurd or unrepresentable, records with many elements, whole sessions
-re-encoded with indefinite lengths, and request lines, queries and tables
-at and past their limits. --depth adds nesting depths to the default ones.
+makes OUT_DIR/<target>/ for each target: PDUs of the scripted target
+(tests/peers/z3950_target.py) and of captures (tests/asn/fixtures/*.ber),
+then hostile ones: deep nesting, absurd lengths, many elements, indefinite
+lengths, and request lines, queries and tables past their limits.
 """
 
 import argparse
 import hashlib
 import os
+import shlex
 import sys
 
 HERE = os.path.dirname(os.path.abspath(__file__))
@@ -45,10 +42,6 @@ def present(*records):
     return present_response(returned=len(records), records=response_records(*records))
 
 
-def usmarc_record():
-    return name_plus_record(retrieval_record(USMARC, marc()), database="Default")
-
-
 def grs1_record(elements):
     return name_plus_record(retrieval_record(GRS1, single_asn1=sequence(SEQUENCE, *elements)))
 
@@ -73,7 +66,7 @@ GRS1_ELEMENTS = [
 ]
 
 RECORDS = {
-    "usmarc": usmarc_record(),
+    "usmarc": name_plus_record(retrieval_record(USMARC, marc()), database="Default"),
     "sutrs": name_plus_record(retrieval_record(SUTRS, single_asn1=string("Plain text, a SUTRS record."))),
     "sutrs-octets": name_plus_record(retrieval_record(SUTRS, b"SUTRS as octets")),
     "summary": name_plus_record(retrieval_record(SUMMARY, single_asn1=summary_record("A summary title"))),
@@ -128,25 +121,19 @@ ABSURD_LENGTHS = [b"\x84\x7f\xff\xff\xff", b"\x84\xff\xff\xff\xff", b"\x85\x01\x
 
 
 def absurd_lengths():
-    """PDUs whose own length, or an inner element's, is absurd."""
-    found = []
+    """PDUs whose own length, or an inner element's (the MARC record), is absurd;
+    integers of absurd size where counts go; a tag number past 32 bits; close
+    reasons outside the ten."""
     body = present(RECORDS["usmarc"])
-    _, _, start, _ = read_header(body, 0)
-    for length in ABSURD_LENGTHS:
-        found.append(body[:2] + length + body[start:])
-        # An inner OCTET STRING (the MARC record) claiming the length.
-        record = marc()
-        found.append(present(name_plus_record(explicit(ctx(1), sequence(
-            EXTERNAL, oid(USMARC), b"\x81" + length + record)))))
-    # Integers of absurd size where counts go.
-    found.append(search_response(count=2 ** 31 - 1))
-    found.append(sequence(ctx(23), b"\x97\x20" + b"\xff" * 32, b"\x98\x01\x00", b"\x99\x01\x01", b"\x96\x01\xff"))
-    found.append(present_response(returned=-1, next_position=-5, status=7, records=None))
-    # A tag number that does not fit 32 bits.
-    found.append(b"\xbf\x8f\xff\xff\xff\x7f\x00")
-    found.append(close(99, "reason outside the ten"))
-    found.append(close(-1))
-    return found
+    start = read_header(body, 0)[2]
+    found = [seed for length in ABSURD_LENGTHS for seed in (
+        body[:2] + length + body[start:],
+        present(name_plus_record(explicit(ctx(1), sequence(EXTERNAL, oid(USMARC), b"\x81" + length + marc())))))]
+    return found + [
+        search_response(count=2 ** 31 - 1),
+        sequence(ctx(23), b"\x97\x20" + b"\xff" * 32, b"\x98\x01\x00", b"\x99\x01\x01", b"\x96\x01\xff"),
+        present_response(returned=-1, next_position=-5, status=7, records=None),
+        b"\xbf\x8f\xff\xff\xff\x7f\x00", close(99, "reason outside the ten"), close(-1)]
 
 
 def many_elements():
@@ -202,17 +189,7 @@ PLAIN_REQUESTS = [
 
 def quoted(line):
     """A plain request line in quoted mode: every pair in double quotes, inner quotes doubled."""
-    pairs, word, in_quotes = [], "", False
-    for c in line + " ":
-        if c == '"':
-            in_quotes = not in_quotes
-        elif c == " " and not in_quotes:
-            if word:
-                pairs.append(word)
-            word = ""
-        else:
-            word += c
-    return " ".join('"%s"' % pair.replace('"', '""') for pair in pairs)
+    return " ".join('"%s"' % pair.replace('"', '""') for pair in shlex.split(line))
 
 
 def request_files():

@@ -54,9 +54,7 @@ std::string BoxesShownBy(const std::function<void()> &call)
         for (WindowHandle last = 0; !finished; SleepMilliseconds(10)) {
             char caption[64], text[128];
             WindowHandle box = FindMessageBox(g_exchange.instance_window, caption, sizeof caption, text, sizeof text);
-            // A box shows its text a moment after it opens. It is asked to
-            // close until it has gone, so that a dismissal it missed cannot
-            // leave it open.
+            // Text comes a moment after the box; dismissed until gone, in case one is missed.
             if (box && text[0]) {
                 if (box != last)
                     boxes += std::string(caption) + ": " + text + "\n";
@@ -79,10 +77,9 @@ std::string BoxesShownBy(const std::function<void()> &call)
 }
 #endif
 
-// The query of a request line in short form, followed by " under " and the
-// attribute set and " in " and the database where they are not BIB-1 and
-// "KESTRA"; the status code on failure. The query error box must come with
-// status 2003 and only with it.
+// The request line's query in short form, then " under " set and " in " database
+// where not BIB-1 and "KESTRA"; else the status code. The query error box must
+// come with status 2003 and only with it.
 std::string Formulate(const std::string &line)
 {
     g_exchange.format_mode = FORMAT_PLAIN;
@@ -112,15 +109,12 @@ std::string Formulate(const std::string &line)
     return outcome;
 }
 
-struct QueryCase {
-    std::string line;
-    std::string tree;
-};
-
 // The trees and refusals of the SEARCH end-to-end test are not repeated here.
 TEST(FormulateQuery, BuildsTreesAndRefusesBadQueries)
 {
-    const QueryCase cases[] = {
+    const struct {
+        std::string line, tree;
+    } cases[] = {
         {"Query:@use=1003,,3@term=smith Terms:1", "1=1003 3=3:smith"},
         {"Query:@use=4@term=/War@op=AND@use=4@term=Peace/ Terms:2", "1=4:war AND peace"},
         {"Query:\"@use=4@term=/new york/@op=OR@use=21@term=x\" Terms:2", "OR(1=4:new york,1=21:x)"},
@@ -138,7 +132,7 @@ TEST(FormulateQuery, BuildsTreesAndRefusesBadQueries)
         {"Query:@4@war@" + std::string(1016, 'x') + " Terms:1", "1=4:war"},
         {"Query:@4@war@" + std::string(1017, 'x') + " Terms:1", "2003"},
     };
-    for (const QueryCase &c : cases)
+    for (const auto &c : cases)
         EXPECT_EQ(Formulate(c.line), c.tree) << c.line;
 }
 
