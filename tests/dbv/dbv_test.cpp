@@ -1,9 +1,6 @@
-// The DBV model (used from C by kestra-fetch): the tree comparison (the round
-// trips rely on it), the trace printer's rules, the converters where no
-// sampled value goes (private and SQL queries), and the PDUs of real
-// targets through the codec and DBV. (Round trips: tests/asn/codec_test.cpp;
-// what real PDUs hold: their dumps in tools_test.py; the operators and bit
-// strings on the wire: the end-to-end sessions.)
+// The DBV model: the tree comparison the round trips rely on, the trace
+// printer's rules, the converters where no sampled value goes (private and
+// SQL queries), and the PDUs of real targets through the codec and DBV.
 #include <string>
 
 #include <gtest/gtest.h>

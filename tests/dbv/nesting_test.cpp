@@ -19,8 +19,8 @@ namespace {
 
 using Bytes = std::vector<unsigned char>;
 
-// A quarter of the 1 MB stack of a Windows program's main thread (not held
-// to under AddressSanitizer, whose frames are three to four times larger).
+// A quarter of Windows' 1 MB main stack (not held to under AddressSanitizer,
+// whose frames are three to four times larger).
 const size_t kStackBudget = 256 * 1024;
 
 Bytes DeepRpnSearch(int levels)
@@ -29,17 +29,16 @@ Bytes DeepRpnSearch(int levels)
     pdu.ePduType = DPT_SearchRequest;
     pdu.uPdu.psSearchRequest = DeepSearchReq(levels);
     PDU *asn = nullptr;
-    Bytes octets = DbvPduToAsn(&pdu, &asn) == DBV_CONVERT_OK ? Encode(asn) : Bytes();
+    DbvPduToAsn(&pdu, &asn);
     DbvFreeSearchReq(pdu.uPdu.psSearchRequest);
-    return octets;
+    return Encode(asn);
 }
 
-// byHand: built without the product's walks, so it can be built far deeper.
 struct Construction {
     const char *name;
     Bytes (*build)(int levels);
     bool indefinite;
-    bool byHand;
+    bool byHand; // built without the product's walks, so far deeper too
 };
 
 const Construction kConstructions[] = {
@@ -50,8 +49,7 @@ const Construction kConstructions[] = {
     {"RPN operators", DeepRpnSearch, false, false},
 };
 
-// The most levels of the construction whose octets nest no deeper than
-// limit (each level adds the same number of nested elements).
+// The most levels whose octets nest no deeper than limit.
 int MostLevelsWithin(const Construction &c, int limit)
 {
     int first = BerDepth(c.build(1));
@@ -101,8 +99,7 @@ int CheckSearch(int levels, SIError **error)
 
 TEST(Nesting, RequestsNestedDeeperThanTheLimitAreRefusedBeforeAnyWalk)
 {
-    // The deepest query that passes (each operator is two structures deep);
-    // what passes, the decoder takes back.
+    // The deepest query that passes (two structures per operator) decodes.
     int levels = ASN_MAX_NESTING / 2;
     SIError *error = nullptr;
     while (levels > 0 && CheckSearch(levels, &error) != SI_OK) {
@@ -144,8 +141,8 @@ DbvQuery *PrivateQueryAround(DbvQuery *q)
 
 TEST(Nesting, APrivateQueryInsideAnotherIsLeftUndecoded)
 {
-    // Each private query is decoded afresh from its octets: a chain of them
-    // is opened one deep, whatever its length.
+    // Each private query is decoded afresh from its octets, so a chain of
+    // them is opened one deep.
     DbvSearchReq *request = MakeSearchReq("Default", "x", 4);
     for (int i = 0; i < 3; i++)
         request->psQuery = PrivateQueryAround(request->psQuery);
@@ -230,13 +227,12 @@ std::vector<size_t> StackOfEachWalk(const Bytes &octets, const Bytes &deeper)
     return used;
 }
 
-// Run at the limit and at half of it, each walk's figures are printed: its
-// stack at the limit and per level of nesting.
+// Each walk's stack at the limit is printed, and per level (from half of it).
 TEST(Nesting, EveryWalkOverTheDeepestPduAcceptedFitsAQuarterOfTheStack)
 {
     for (const Construction &c : kConstructions) {
         if (c.indefinite)
-            continue; // the same walks as over definite lengths
+            continue; // the same walks as definite lengths
         SCOPED_TRACE(c.name);
         int levels = MostLevelsWithin(c, ASN_MAX_NESTING);
         Bytes deep = c.build(levels);
