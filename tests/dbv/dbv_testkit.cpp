@@ -291,14 +291,14 @@ DbvScanReq *MakeScanReq(const char *database, const char *term, uint32_t count)
     return r;
 }
 
-PDU *BuildSearchRequest(const char *database, const char *term, int useAttribute)
+PDU *SearchPdu(DbvSearchReq *request)
 {
     DbvPdu pdu = {};
     pdu.ePduType = DPT_SearchRequest;
-    pdu.uPdu.psSearchRequest = MakeSearchReq(database, term, static_cast<uint32_t>(useAttribute));
+    pdu.uPdu.psSearchRequest = request;
     PDU *asn = nullptr;
     DbvPduToAsn(&pdu, &asn);
-    DbvFreeSearchReq(pdu.uPdu.psSearchRequest);
+    DbvFreeSearchReq(request);
     return asn;
 }
 

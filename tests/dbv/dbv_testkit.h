@@ -57,8 +57,8 @@ DbvInitializeReq *MakeInitializeReq(uint32_t messageSize);
 DbvSearchReq *MakeSearchReq(const char *database, const char *term, uint32_t use);
 DbvPresentReq *MakePresentReq(uint32_t start, uint32_t count, const char *syntax);
 DbvScanReq *MakeScanReq(const char *database, const char *term, uint32_t count);
-// The same search as a codec PDU.
-PDU *BuildSearchRequest(const char *database, const char *term, int useAttribute);
+// A search request (freed) converted to a codec PDU.
+PDU *SearchPdu(DbvSearchReq *request);
 // The same requests with every part that the checks look into.
 DbvInitializeReq *ValidInitializeRequest();
 DbvSearchReq *ValidSearchRequest();

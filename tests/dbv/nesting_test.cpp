@@ -23,17 +23,6 @@ using Bytes = std::vector<unsigned char>;
 // whose frames are three to four times larger).
 const size_t kStackBudget = 256 * 1024;
 
-Bytes DeepRpnSearch(int levels)
-{
-    DbvPdu pdu = {};
-    pdu.ePduType = DPT_SearchRequest;
-    pdu.uPdu.psSearchRequest = DeepSearchReq(levels);
-    PDU *asn = nullptr;
-    DbvPduToAsn(&pdu, &asn);
-    DbvFreeSearchReq(pdu.uPdu.psSearchRequest);
-    return Encode(asn);
-}
-
 struct Construction {
     const char *name;
     Bytes (*build)(int levels);
@@ -46,7 +35,7 @@ const Construction kConstructions[] = {
     {"constructed string, indefinite lengths", [](int levels) { return DeepStringClose(levels, true); }, true, true},
     {"GRS-1 elements, definite lengths", [](int levels) { return DeepGrs1Present(levels, false); }, false, true},
     {"GRS-1 elements, indefinite lengths", [](int levels) { return DeepGrs1Present(levels, true); }, true, true},
-    {"RPN operators", DeepRpnSearch, false, false},
+    {"RPN operators", [](int levels) { return Encode(SearchPdu(DeepSearchReq(levels))); }, false, false},
 };
 
 // The most levels whose octets nest no deeper than limit.
@@ -107,7 +96,7 @@ TEST(Nesting, RequestsNestedDeeperThanTheLimitAreRefusedBeforeAnyWalk)
         levels--;
     }
     ASSERT_GT(levels, ASN_MAX_NESTING / 2 - 8);
-    EXPECT_EQ(DecodeCode(DeepRpnSearch(levels)), 0);
+    EXPECT_EQ(DecodeCode(Encode(SearchPdu(DeepSearchReq(levels)))), 0);
     for (int deeper : {levels + 1, ASN_MAX_NESTING * 4}) {
         SCOPED_TRACE(deeper);
         ASSERT_EQ(CheckSearch(deeper, &error), SI_NOTOK);
