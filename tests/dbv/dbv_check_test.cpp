@@ -207,20 +207,13 @@ TEST(DbvCheck, EachBrokenFieldWithItsCodeAndMessage)
 
 TEST(DbvCheck, PathTooLongForTheMessageKeepsItsEnd)
 {
-    // A broken term in a query nested so deep (the title leaf stays leftmost)
-    // that its path is longer than the message.
-    DbvSearchReq *r = ValidSearchRequest();
-    Reselect(&DbvDesc_Term, &Title(r)->sTerm, 0);
-    DbvRPNStructure *top = &r->psQuery->uQuery.psRpnQuery->sRpnStructure;
-    for (int i = 0; i < 120; i++) {
-        DbvRPNStructure *wrapped = New<DbvRPNStructure>();
-        *wrapped = *top;
-        DbvRpnLopRopOperator *outer = New<DbvRpnLopRopOperator>();
-        outer->psLeftOperand = wrapped;
-        outer->psRightOperand = DbvCopyRPNStructure(top->uRPNStructure.psRpnLopRopOperator->psRightOperand);
-        outer->sOperator.eOperatorType = OPR_Or;
-        top->uRPNStructure.psRpnLopRopOperator = outer;
-    }
+    // A broken term at the bottom of a query nested so deep that its path is
+    // longer than the message.
+    DbvSearchReq *r = DeepSearchReq(120);
+    DbvRPNStructure *s = &r->psQuery->uQuery.psRpnQuery->sRpnStructure;
+    while (s->eRpnStructureType == RST_RpnLopRopOperator)
+        s = s->uRPNStructure.psRpnLopRopOperator->psRightOperand;
+    Reselect(&DbvDesc_Term, &s->uRPNStructure.psRpnOperand->uOperand.psAttributesPlusTerm->sTerm, 0);
     SIError *error = nullptr;
     ASSERT_EQ(DbvCheckSearchRequest(-1, r, &error), SI_NOTOK);
     std::string message = error->pcDiagnostics;
