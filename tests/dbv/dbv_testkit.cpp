@@ -57,8 +57,7 @@ DbvPdu *RoundTrip(const DbvPdu *pdu)
     PDU *asn = nullptr;
     if (DbvPduToAsn(pdu, &asn) != DBV_CONVERT_OK)
         return nullptr;
-    std::vector<unsigned char> octets = Encode(asn);
-    PDU *decoded = octets.empty() ? nullptr : Decode(octets);
+    PDU *decoded = Decode(Encode(asn));
     if (!decoded)
         return nullptr;
     DbvPdu *back = nullptr;
