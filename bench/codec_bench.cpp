@@ -63,7 +63,7 @@ const Octets &LargePresent()
 
 const Octets &SmallSearch()
 {
-    static const Octets octets = Encode(BuildSearchRequest("Default", "computer", 4));
+    static const Octets octets = Encode(SearchPdu(MakeSearchReq("Default", "computer", 4)));
     return octets;
 }
 

@@ -14,8 +14,7 @@ namespace {
 const int kMaxDepth = 8;
 const uint32_t kBudget = 600;
 
-// A structured record syntax of plain text: what an EXTERNAL or an open value
-// carries once the sampler is deep.
+// Plain text: what an EXTERNAL or an open value carries once deep.
 const char *const kShallowOid = "1.2.840.10003.5.101";
 const char *const kMarcOid = "1.2.840.10003.5.10";
 const char *const kUnregisteredOid = "1.2.840.10003.5.109.3";
@@ -65,14 +64,11 @@ AsnAny *SampleAny(const SampleOpenType *type, uint32_t seed)
     RegisterCodecTypes();
     AsnSampler sampler = {seed, 0, 0, seed};
     auto *any = SampleNew<AsnAny>(&sampler);
-    if (type->oid) {
-        AsnOid oid = {0, nullptr};
+    AsnOid oid = {0, nullptr};
+    if (type->oid)
         ASN_MakeOid(type->oid, &oid);
-        ASN_SetAnyTypeByOid(any, &oid);
-        ASN_FreeOcts(&oid);
-    } else {
-        ASN_SetAnyTypeByInt(any, type->intId);
-    }
+    type->oid ? ASN_SetAnyTypeByOid(any, &oid) : ASN_SetAnyTypeByInt(any, type->intId);
+    ASN_FreeOcts(&oid);
     SampleOpenValue(&sampler, any, type);
     return any;
 }

@@ -1,11 +1,9 @@
-// The codec. BER primitives whose errors no round trip can see: shortest
-// lengths and integers, empty octets; the registry; the encode block. Then round trips from the one filler (sample_values.h) of every
-// generated type, every PDU alternative and every registered open type:
-// encoded, decoded and encoded again to the same octets, and the PDUs and
-// records on into DBV and back (DBV -> codec -> BER -> codec -> DBV) to an
-// equal tree. (Real targets' PDUs: tests/dbv and kestra-pdu, which also
-// shows the abort codes of malformed input; robustness: the fuzzer.)
+// The codec: BER primitives no round trip can see, the registry, the encode
+// block; then round trips from the one filler (sample_values.h) of every
+// generated type, PDU alternative and registered open type, to the same
+// octets, and of the PDUs and records through DBV to an equal tree.
 #include <algorithm>
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -22,8 +20,6 @@
 namespace {
 
 using Bytes = std::vector<unsigned char>;
-
-AsnLen ignored;
 
 // Runs an encoder on a roomy block and returns what it wrote.
 template <typename F> Bytes Encoded(F encode)
@@ -89,7 +85,8 @@ TEST(Ber, LengthsAndIntegersInTheirShortestForm)
 TEST(Ber, EmptyOctetsStillGetATerminatedAllocation)
 {
     AsnOcts v = {7, nullptr};
-    EXPECT_EQ(DecodeCode({}, [&](ASN_Buffer *b) { ASN_DecodeOctsContent(b, ASN_OCTS_PRIM_TAG, 0, &v, &ignored); }), 0);
+    AsnLen n = 0;
+    EXPECT_EQ(DecodeCode({}, [&](ASN_Buffer *b) { ASN_DecodeOctsContent(b, ASN_OCTS_PRIM_TAG, 0, &v, &n); }), 0);
     EXPECT_EQ(v.octetLen, 0u);
     ASSERT_NE(v.octs, nullptr);
     EXPECT_EQ(v.octs[0], 0);
@@ -127,33 +124,10 @@ TEST(Pdu, EncodeBlockGrowsBy5000AndTracesEachGrowth)
     for (const Case &c : cases) {
         traced.clear();
         std::string term(c.term, 'x');
-        Bytes octets = Encode(BuildSearchRequest("Default", term.c_str(), 4));
-        EXPECT_GT(octets.size(), c.term);
-        EXPECT_EQ((octets.size() + 4999) / 5000 - 1, c.lines) << c.term;
+        EXPECT_FALSE(Encode(SearchPdu(MakeSearchReq("Default", term.c_str(), 4))).empty());
         EXPECT_EQ(traced, (std::vector<std::string>(c.lines, "Encode Buffer too small - Reallocing...\n"))) << c.term;
     }
     ASN_SetTraceWriter(nullptr);
-}
-
-Bytes EncodeWhole(const SampleType &type, void *value)
-{
-    return Encoded([&](ASN_Buffer *b) { return type.encode(b, value); });
-}
-
-// Decodes octets as one value of type into a new value; the abort code, or 0.
-int DecodeWhole(const SampleType &type, const Bytes &octets, void **value)
-{
-    *value = MemAlloc(type.size);
-    AsnLen decoded = 0;
-    int code = DecodeCode(octets, [&](ASN_Buffer *b) { type.decode(b, *value, &decoded); });
-    EXPECT_EQ(decoded, code ? decoded : octets.size());
-    return code;
-}
-
-void Discard(const SampleType &type, void *value)
-{
-    type.free(value);
-    MemFree(value);
 }
 
 TEST(RoundTrip, EveryTypeEncodeDecodeEncodeGivesTheSameOctetsForEverySeed)
@@ -163,13 +137,18 @@ TEST(RoundTrip, EveryTypeEncodeDecodeEncodeGivesTheSameOctetsForEverySeed)
         for (uint32_t seed = 0; seed < kSampleSeeds && !HasFailure(); seed++) {
             SCOPED_TRACE(std::string(type.module) + " " + type.name + " seed " + std::to_string(seed));
             void *value = SampleValue(type, seed);
-            Bytes first = EncodeWhole(type, value);
-            Discard(type, value);
-            EXPECT_EQ(DecodeWhole(type, first, &value), 0);
+            auto encode = [&](ASN_Buffer *b) { return type.encode(b, value); };
+            Bytes first = Encoded(encode);
+            type.free(value);
+            std::memset(value, 0, type.size);
+            AsnLen decoded = 0;
+            EXPECT_EQ(DecodeCode(first, [&](ASN_Buffer *b) { type.decode(b, value, &decoded); }), 0);
+            EXPECT_EQ(decoded, first.size());
             if (!HasFailure()) {
-                EXPECT_EQ(EncodeWhole(type, value), first);
+                EXPECT_EQ(Encoded(encode), first);
             }
-            Discard(type, value);
+            type.free(value);
+            MemFree(value);
         }
     }
 }
@@ -181,15 +160,14 @@ bool LossyByDesign(const DbvPdu *pdu)
     return Printed(&DbvDesc_Pdu, pdu).find("eQueryType: QT_Sql\npsSQLQuery: \nsQueryExpression: \n") != std::string::npos;
 }
 
-// The DBV round trip of pdu (freed): the same tree back; and, when pdu came
-// from the codec's octets, those octets again: nothing was lost on the way in.
-void ExpectDbvRoundTrip(DbvPdu *pdu, const Bytes &octets = {})
+// The DBV round trip of pdu (freed): the same tree back, and the codec's
+// octets it came from again: nothing was lost on the way in.
+void ExpectDbvRoundTrip(DbvPdu *pdu, const Bytes &octets)
 {
     ASSERT_NE(pdu, nullptr);
     PDU *asn = nullptr;
     ASSERT_EQ(DbvPduToAsn(pdu, &asn), DBV_CONVERT_OK);
-    Bytes again = Encode(asn);
-    EXPECT_TRUE(octets.empty() || again == octets || LossyByDesign(pdu));
+    EXPECT_TRUE(Encode(asn) == octets || LossyByDesign(pdu));
     DbvPdu *back = RoundTrip(pdu);
     EXPECT_TRUE(back && DbvTreeEqual(&DbvDesc_Pdu, pdu, back));
     DbvFreePdu(back);
@@ -258,11 +236,9 @@ TEST(RoundTrip, EveryOpenTypeAsARecordThroughTheCodecAndDbv)
         Bytes first = Encode(PresentResponseWith(record));
         PDU *pdu = Decode(first);
         ASSERT_NE(pdu, nullptr);
-        EXPECT_EQ(Encode(pdu), first);
-        pdu = Decode(first);
         DbvPdu *dbv = nullptr;
         ASSERT_EQ(DbvPduFromAsn(pdu, &dbv), DBV_CONVERT_OK);
-        Release(pdu);
+        EXPECT_EQ(Encode(pdu), first);
         DbvExternal *e =
             dbv->uPdu.psPresentResponse->psRecords->uRecords.ppsResponseRecords[0]->sRecord.uRecord.psRetrievalRecord;
         ASSERT_EQ(e->eValueType, EVT_SingleASN1Type);

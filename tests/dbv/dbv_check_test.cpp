@@ -1,5 +1,5 @@
 // The request checks: each case breaks one field of a valid request and
-// expects the exact code and message; the edge values that pass have code 0.
+// expects the exact code and message; edge values that pass have code 0.
 #include <iterator>
 #include <string>
 
@@ -15,8 +15,7 @@ const char *const kRoot = "psSearchReq->psQuery->uQuery.psRpnQuery->sRpnStructur
 // The left leaf ("computer", two attributes).
 const std::string kTitle = std::string(kRoot) + "psLeftOperand->uRPNStructure.psRpnOperand->uOperand.psAttributesPlusTerm->";
 
-// The top operator node and the title leaf's attributes plus term of the
-// valid search request.
+// The top operator node and the title leaf of the valid search request.
 DbvRpnLopRopOperator *Root(DbvSearchReq *r)
 {
     return r->psQuery->uQuery.psRpnQuery->sRpnStructure.uRPNStructure.psRpnLopRopOperator;
@@ -29,7 +28,7 @@ DbvAttributesPlusTerm *Title(DbvSearchReq *r)
 template <typename Request> struct Case {
     const char *name;
     void (*breakIt)(Request *);
-    int32_t code; // 0: the request passes
+    int32_t code; // 0: passes
     std::string message;
 };
 
@@ -38,13 +37,14 @@ std::string OutOfRange(const std::string &path) { return path + " contains a val
 std::string BadOid(const std::string &path) { return "Invalid oid value " + path + " given"; }
 std::string BadBool(const std::string &path) { return "Invalid boolean value " + path + " given"; }
 
-
+// Each case breaks (or varies) one field of the valid request, which passes.
 template <typename Request>
 void RunCases(const Case<Request> *cases, size_t count, Request *(*valid)(), int (*check)(DbvAssocId, const Request *, SIError **),
          void (*release)(Request *))
 {
-    for (size_t i = 0; i < count; i++) {
-        const Case<Request> &c = cases[i];
+    const Case<Request> passes = {"valid", [](Request *) {}, 0, ""};
+    for (size_t i = 0; i <= count; i++) {
+        const Case<Request> &c = i < count ? cases[i] : passes;
         SCOPED_TRACE(c.name);
         Request *request = valid();
         c.breakIt(request);
@@ -67,7 +67,6 @@ void RunCases(const Case<Request> *cases, size_t count, Request *(*valid)(), int
 }
 
 const Case<DbvInitializeReq> kInitialize[] = {
-    {"valid", [](DbvInitializeReq *) {}, 0, ""},
     {"bit 9 set", [](DbvInitializeReq *r) { SetText(r->pcOptions, "1111111111"); }, 67,
      "The options string psInitializeReq->pcOptions contains options not permitted by the API (see dbvproto "
      "ALLOWED_OPTIONS for allowed options)\nValue:1111111111"},
@@ -96,7 +95,6 @@ void UseSql(DbvSearchReq *r, DbvSQLQuery *sql)
 const std::string kSql = "psSearchReq->psQuery->uQuery.psSQLQuery";
 
 const Case<DbvSearchReq> kSearch[] = {
-    {"valid", [](DbvSearchReq *) {}, 0, ""},
     {"replace indicator", [](DbvSearchReq *r) { r->fReplaceIndicator = 2; }, 72, BadBool("psSearchReq->fReplaceIndicator")},
     {"no databases", [](DbvSearchReq *r) { ClearField(&DbvDesc_SearchReq, r, "ppsDatabaseNames"); }, 64,
      Missing("psSearchReq->ppsDatabaseNames")},
@@ -146,7 +144,6 @@ const std::string kComp = "psPresentReq->psRecordComposition->uRecordComposition
 DbvCompSpec *Comp(DbvPresentReq *r) { return r->psRecordComposition->uRecordComposition.psCompSpec; }
 
 const Case<DbvPresentReq> kPresent[] = {
-    {"valid", [](DbvPresentReq *) {}, 0, ""},
     {"alternative syntax flag", [](DbvPresentReq *r) { Comp(r)->fSelectAlternativeSyntax = 7; }, 72,
      BadBool(kComp + "fSelectAlternativeSyntax")},
     {"record syntax entry", [](DbvPresentReq *r) { SetText(Comp(r)->ppcRecordSyntax[1], "1.2.3."); }, 73,
@@ -157,7 +154,6 @@ const Case<DbvPresentReq> kPresent[] = {
 };
 
 const Case<DbvScanReq> kScan[] = {
-    {"valid", [](DbvScanReq *) {}, 0, ""},
     {"no databases", [](DbvScanReq *r) { ClearField(&DbvDesc_ScanReq, r, "ppsDatabaseNames"); }, 64,
      Missing("psScanReq->ppsDatabaseNames")},
     {"start term", [](DbvScanReq *r) { Reselect(&DbvDesc_Term, &r->sAttributesPlusTerm.sTerm, TT_DateTime); }, 64,
@@ -181,7 +177,6 @@ DbvDiagnostic *ValidDiagnostic()
 const std::string kDefault = "psDiagnostic->uDiagnostics.psDefault";
 
 const Case<DbvDiagnostic> kDiagnostics[] = {
-    {"valid", [](DbvDiagnostic *) {}, 0, ""},
     {"version 3 text", [](DbvDiagnostic *d) {
          Reselect(&DbvDesc_AdditionalInfo, &d->uDiagnostics.psDefault->sAdditionalInfo, PVIF_Version3);
          d->uDiagnostics.psDefault->sAdditionalInfo.uAdditionalInfo.psV3 = Octets("nodb");
@@ -212,20 +207,13 @@ TEST(DbvCheck, EachBrokenFieldWithItsCodeAndMessage)
 
 TEST(DbvCheck, PathTooLongForTheMessageKeepsItsEnd)
 {
-    // A broken term in a query nested so deep (the title leaf stays leftmost)
-    // that its path is longer than the message.
-    DbvSearchReq *r = ValidSearchRequest();
-    Reselect(&DbvDesc_Term, &Title(r)->sTerm, 0);
-    DbvRPNStructure *top = &r->psQuery->uQuery.psRpnQuery->sRpnStructure;
-    for (int i = 0; i < 120; i++) {
-        DbvRPNStructure *wrapped = New<DbvRPNStructure>();
-        *wrapped = *top;
-        DbvRpnLopRopOperator *outer = New<DbvRpnLopRopOperator>();
-        outer->psLeftOperand = wrapped;
-        outer->psRightOperand = DbvCopyRPNStructure(top->uRPNStructure.psRpnLopRopOperator->psRightOperand);
-        outer->sOperator.eOperatorType = OPR_Or;
-        top->uRPNStructure.psRpnLopRopOperator = outer;
-    }
+    // A broken term at the bottom of a query nested so deep that its path is
+    // longer than the message.
+    DbvSearchReq *r = DeepSearchReq(120);
+    DbvRPNStructure *s = &r->psQuery->uQuery.psRpnQuery->sRpnStructure;
+    while (s->eRpnStructureType == RST_RpnLopRopOperator)
+        s = s->uRPNStructure.psRpnLopRopOperator->psRightOperand;
+    Reselect(&DbvDesc_Term, &s->uRPNStructure.psRpnOperand->uOperand.psAttributesPlusTerm->sTerm, 0);
     SIError *error = nullptr;
     ASSERT_EQ(DbvCheckSearchRequest(-1, r, &error), SI_NOTOK);
     std::string message = error->pcDiagnostics;

@@ -1,9 +1,6 @@
-// The DBV model (used from C by kestra-fetch): the tree comparison (the round
-// trips rely on it), the trace printer's rules, the converters where no
-// sampled value goes (private and SQL queries), and the PDUs of real
-// targets through the codec and DBV. (Round trips: tests/asn/codec_test.cpp;
-// what real PDUs hold: their dumps in tools_test.py; the operators and bit
-// strings on the wire: the end-to-end sessions.)
+// The DBV model: the tree comparison the round trips rely on, the trace
+// printer's rules, the converters where no sampled value goes (private and
+// SQL queries), and the PDUs of real targets through the codec and DBV.
 #include <string>
 
 #include <gtest/gtest.h>
@@ -74,14 +71,6 @@ const QueryCase kQueries[] = {
     {"sql, flag false", QT_Sql, [] { return static_cast<void *>(SqlQuery("", DBV_FALSE)); }},
 };
 
-DbvQuery *QueryOf(const QueryCase &c)
-{
-    DbvQuery *q = New<DbvQuery>();
-    q->eQueryType = c.type;
-    *reinterpret_cast<void **>(&q->uQuery) = c.member();
-    return q;
-}
-
 // Each query round-trips: the private one as the element of an EXTERNAL,
 // the SQL one in a type-104 EXTERNAL under 1.2.840.10003.16.1.
 TEST(DbvConvert, PrivateAndSqlQueries)
@@ -90,8 +79,8 @@ TEST(DbvConvert, PrivateAndSqlQueries)
         DbvPdu pdu = {};
         pdu.ePduType = DPT_SearchRequest;
         pdu.uPdu.psSearchRequest = ValidSearchRequest();
-        DbvFreeQuery(pdu.uPdu.psSearchRequest->psQuery);
-        pdu.uPdu.psSearchRequest->psQuery = QueryOf(c);
+        Reselect(&DbvDesc_Query, pdu.uPdu.psSearchRequest->psQuery, c.type);
+        *reinterpret_cast<void **>(&pdu.uPdu.psSearchRequest->psQuery->uQuery) = c.member();
         DbvPdu *back = RoundTrip(&pdu);
         EXPECT_TRUE(back && DbvTreeEqual(&DbvDesc_Pdu, &pdu, back)) << c.name;
         DbvFreePdu(back);

@@ -57,8 +57,7 @@ DbvPdu *RoundTrip(const DbvPdu *pdu)
     PDU *asn = nullptr;
     if (DbvPduToAsn(pdu, &asn) != DBV_CONVERT_OK)
         return nullptr;
-    std::vector<unsigned char> octets = Encode(asn);
-    PDU *decoded = octets.empty() ? nullptr : Decode(octets);
+    PDU *decoded = Decode(Encode(asn));
     if (!decoded)
         return nullptr;
     DbvPdu *back = nullptr;
@@ -71,10 +70,9 @@ std::string Printed(const DbvTypeDesc *type, const void *value)
 {
     std::FILE *f = std::tmpfile();
     DbvPrintFields(f, type, value);
+    std::string text(static_cast<size_t>(std::ftell(f)), '\0');
     std::rewind(f);
-    std::string text;
-    for (int c; (c = std::fgetc(f)) != EOF;)
-        text += static_cast<char>(c);
+    text.resize(std::fread(&text[0], 1, text.size(), f));
     std::fclose(f);
     return text;
 }
@@ -116,6 +114,14 @@ DbvOtherInformation *NoteInformation()
     return o;
 }
 
+DbvElementSetNames *GenericNames()
+{
+    DbvElementSetNames *names = New<DbvElementSetNames>();
+    names->eElementSetType = EST_Generic;
+    names->uElementSet.psGeneric = Octets("F");
+    return names;
+}
+
 DbvAttributeElement *Attribute(uint32_t type, uint32_t value)
 {
     DbvAttributeElement *a = New<DbvAttributeElement>();
@@ -133,12 +139,11 @@ DbvAttributeElement *ComplexAttribute()
     a->ulAttributeType = 1;
     a->sAttributeValue.eAttributeValueType = AVT_Complex;
     DbvStringOrNumeric *s = New<DbvStringOrNumeric>(), *n = New<DbvStringOrNumeric>();
-    s->eStringOrNumeric = SON_String;
     s->uStringOrNumeric.psString = Octets("title");
-    n->eStringOrNumeric = SON_Numeric;
+    s->eStringOrNumeric = SON_String;
     n->uStringOrNumeric.ulNumeric = 4;
-    a->sAttributeValue.uAttributeValue.psComplexValue = New<DbvComplexValue>();
-    a->sAttributeValue.uAttributeValue.psComplexValue->ppsList = List<DbvStringOrNumeric>({s, n});
+    n->eStringOrNumeric = SON_Numeric;
+    (a->sAttributeValue.uAttributeValue.psComplexValue = New<DbvComplexValue>())->ppsList = List<DbvStringOrNumeric>({s, n});
     return a;
 }
 
@@ -155,10 +160,8 @@ DbvRPNStructure *Structure(DbvOperand *operand, DbvRPNStructure *left = nullptr,
 {
     DbvRPNStructure *s = New<DbvRPNStructure>();
     s->eRpnStructureType = operand ? RST_RpnOperand : RST_RpnLopRopOperator;
-    if (operand) {
-        s->uRPNStructure.psRpnOperand = operand;
+    if ((s->uRPNStructure.psRpnOperand = operand))
         return s;
-    }
     DbvRpnLopRopOperator *n = s->uRPNStructure.psRpnLopRopOperator = New<DbvRpnLopRopOperator>();
     n->psLeftOperand = left;
     n->psRightOperand = right;
@@ -269,9 +272,7 @@ DbvPresentReq *MakePresentReq(uint32_t start, uint32_t count, const char *syntax
     r->ulNumberOfRecordsRequested = count;
     r->psRecordComposition = New<DbvRecordComposition>();
     r->psRecordComposition->eRecordCompositionType = RCT_ElementSetNames;
-    DbvElementSetNames *names = r->psRecordComposition->uRecordComposition.psElementSetNames = New<DbvElementSetNames>();
-    names->eElementSetType = EST_Generic;
-    names->uElementSet.psGeneric = Octets("F");
+    r->psRecordComposition->uRecordComposition.psElementSetNames = GenericNames();
     r->pcPreferredRecordSyntax = Text(syntax);
     return r;
 }
@@ -289,14 +290,14 @@ DbvScanReq *MakeScanReq(const char *database, const char *term, uint32_t count)
     return r;
 }
 
-PDU *BuildSearchRequest(const char *database, const char *term, int useAttribute)
+PDU *SearchPdu(DbvSearchReq *request)
 {
     DbvPdu pdu = {};
     pdu.ePduType = DPT_SearchRequest;
-    pdu.uPdu.psSearchRequest = MakeSearchReq(database, term, static_cast<uint32_t>(useAttribute));
+    pdu.uPdu.psSearchRequest = request;
     PDU *asn = nullptr;
     DbvPduToAsn(&pdu, &asn);
-    DbvFreeSearchReq(pdu.uPdu.psSearchRequest);
+    DbvFreeSearchReq(request);
     return asn;
 }
 
@@ -318,9 +319,7 @@ DbvInitializeReq *ValidInitializeRequest()
 DbvSearchReq *ValidSearchRequest()
 {
     DbvSearchReq *r = MakeSearchReq("Default", "computer", 4);
-    r->psSmallSetElementNames = New<DbvElementSetNames>();
-    r->psSmallSetElementNames->eElementSetType = EST_Generic;
-    r->psSmallSetElementNames->uElementSet.psGeneric = Octets("F");
+    r->psSmallSetElementNames = GenericNames();
     r->pcPreferredRecordSyntax = Text("1.2.840.10003.5.10");
     r->ppsOtherInformation = List<DbvOtherInformation>({NoteInformation()});
     // "computer" (two attributes) AND NOT result set "old"
@@ -359,9 +358,7 @@ using Bytes = std::vector<unsigned char>;
 // One level of a nested value: its identifier, and the contents before and
 // after the level inside it.
 struct Level {
-    Bytes identifier;
-    Bytes before;
-    Bytes after;
+    Bytes identifier, before, after;
 };
 
 void Append(Bytes &to, const Bytes &octets)
@@ -380,9 +377,8 @@ Bytes DefiniteLength(size_t length)
     return octets;
 }
 
-// The levels, outermost first, around the innermost octets. Built without
-// recursion, in time linear in the result: the lengths inside out, then the
-// octets front to back.
+// The levels, outermost first, around the innermost octets, built without
+// recursion: the lengths inside out, then the octets front to back.
 Bytes Nested(const std::vector<Level> &levels, const Bytes &innermost, bool indefinite)
 {
     std::vector<Bytes> lengths(levels.size());
@@ -407,33 +403,6 @@ Bytes Nested(const std::vector<Level> &levels, const Bytes &innermost, bool inde
             Append(out, {0, 0});
     }
     return out;
-}
-
-void Append(Bytes &out, std::initializer_list<unsigned char> octets)
-{
-    out.insert(out.end(), octets);
-}
-
-void AppendLength(Bytes &out, size_t len)
-{
-    if (len < 128) {
-        out.push_back(static_cast<unsigned char>(len));
-    } else {
-        Append(out, {0x82, static_cast<unsigned char>(len >> 8), static_cast<unsigned char>(len)});
-    }
-}
-
-// One NamePlusRecord: name "Default", retrievalRecord EXTERNAL USMARC
-// octet-aligned, inner lengths definite.
-void AppendRecord(Bytes &out, const std::string &marc)
-{
-    Bytes external = {0x06, 0x07, 0x2A, 0x86, 0x48, 0xCE, 0x13, 0x05, 0x0A, 0x81};
-    AppendLength(external, marc.size());
-    external.insert(external.end(), marc.begin(), marc.end());
-    Append(out, {0x30, 0x80, 0x80, 0x07, 'D', 'e', 'f', 'a', 'u', 'l', 't', 0xA1, 0x80, 0xA1, 0x80, 0x28});
-    AppendLength(out, external.size());
-    out.insert(out.end(), external.begin(), external.end());
-    Append(out, {0x00, 0x00, 0x00, 0x00, 0x00, 0x00});
 }
 
 } // namespace
@@ -475,11 +444,10 @@ std::vector<unsigned char> DeepStringClose(int levels, bool indefinite)
 DbvSearchReq *DeepSearchReq(int levels)
 {
     DbvSearchReq *r = MakeSearchReq("Default", "deep", 4);
-    DbvRPNStructure *top = Structure(TermOperand("deep", List<DbvAttributeElement>({Attribute(1, 4)})));
-    for (int i = 0; i < levels; i++) {
-        DbvRPNStructure *leaf = Structure(TermOperand("deep", List<DbvAttributeElement>({Attribute(1, 4)})));
-        top = Structure(nullptr, leaf, top, OPR_And);
-    }
+    auto leaf = [] { return Structure(TermOperand("deep", List<DbvAttributeElement>({Attribute(1, 4)}))); };
+    DbvRPNStructure *top = leaf();
+    for (int i = 0; i < levels; i++)
+        top = Structure(nullptr, leaf(), top, OPR_And);
     DbvFreeQuery(r->psQuery);
     r->psQuery = RpnQuery(top);
     return r;
@@ -534,9 +502,18 @@ std::vector<unsigned char> MarcPresentResponse(int records)
     std::string marc(380, 'm');
     marc.replace(0, 24, "00380nam  2200097   4500");
     marc.back() = '\x1D';
+    // Each NamePlusRecord: name "Default", retrievalRecord an EXTERNAL USMARC
+    // octet-aligned, definite lengths inside it.
+    Bytes external = {0x06, 0x07, 0x2A, 0x86, 0x48, 0xCE, 0x13, 0x05, 0x0A, 0x81};
+    Append(external, DefiniteLength(marc.size()));
+    external.insert(external.end(), marc.begin(), marc.end());
     Bytes out = {0xB9, 0x80, 0x98, 0x02, 0x03, 0xE8, 0x99, 0x02, 0x03, 0xE9, 0x9B, 0x01, 0x00, 0xBC, 0x80};
-    for (int i = 0; i < records; i++)
-        AppendRecord(out, marc);
-    Append(out, {0x00, 0x00, 0x00, 0x00});
+    for (int i = 0; i < records; i++) {
+        Append(out, {0x30, 0x80, 0x80, 0x07, 'D', 'e', 'f', 'a', 'u', 'l', 't', 0xA1, 0x80, 0xA1, 0x80, 0x28});
+        Append(out, DefiniteLength(external.size()));
+        Append(out, external);
+        Append(out, {0, 0, 0, 0, 0, 0});
+    }
+    Append(out, {0, 0, 0, 0});
     return out;
 }

@@ -19,27 +19,15 @@ namespace {
 
 using Bytes = std::vector<unsigned char>;
 
-// A quarter of the 1 MB stack of a Windows program's main thread (not held
-// to under AddressSanitizer, whose frames are three to four times larger).
+// A quarter of Windows' 1 MB main stack (not held to under AddressSanitizer,
+// whose frames are three to four times larger).
 const size_t kStackBudget = 256 * 1024;
 
-Bytes DeepRpnSearch(int levels)
-{
-    DbvPdu pdu = {};
-    pdu.ePduType = DPT_SearchRequest;
-    pdu.uPdu.psSearchRequest = DeepSearchReq(levels);
-    PDU *asn = nullptr;
-    Bytes octets = DbvPduToAsn(&pdu, &asn) == DBV_CONVERT_OK ? Encode(asn) : Bytes();
-    DbvFreeSearchReq(pdu.uPdu.psSearchRequest);
-    return octets;
-}
-
-// byHand: built without the product's walks, so it can be built far deeper.
 struct Construction {
     const char *name;
     Bytes (*build)(int levels);
     bool indefinite;
-    bool byHand;
+    bool byHand; // built without the product's walks, so far deeper too
 };
 
 const Construction kConstructions[] = {
@@ -47,11 +35,10 @@ const Construction kConstructions[] = {
     {"constructed string, indefinite lengths", [](int levels) { return DeepStringClose(levels, true); }, true, true},
     {"GRS-1 elements, definite lengths", [](int levels) { return DeepGrs1Present(levels, false); }, false, true},
     {"GRS-1 elements, indefinite lengths", [](int levels) { return DeepGrs1Present(levels, true); }, true, true},
-    {"RPN operators", DeepRpnSearch, false, false},
+    {"RPN operators", [](int levels) { return Encode(SearchPdu(DeepSearchReq(levels))); }, false, false},
 };
 
-// The most levels of the construction whose octets nest no deeper than
-// limit (each level adds the same number of nested elements).
+// The most levels whose octets nest no deeper than limit.
 int MostLevelsWithin(const Construction &c, int limit)
 {
     int first = BerDepth(c.build(1));
@@ -101,8 +88,7 @@ int CheckSearch(int levels, SIError **error)
 
 TEST(Nesting, RequestsNestedDeeperThanTheLimitAreRefusedBeforeAnyWalk)
 {
-    // The deepest query that passes (each operator is two structures deep);
-    // what passes, the decoder takes back.
+    // The deepest query that passes (two structures per operator) decodes.
     int levels = ASN_MAX_NESTING / 2;
     SIError *error = nullptr;
     while (levels > 0 && CheckSearch(levels, &error) != SI_OK) {
@@ -110,7 +96,7 @@ TEST(Nesting, RequestsNestedDeeperThanTheLimitAreRefusedBeforeAnyWalk)
         levels--;
     }
     ASSERT_GT(levels, ASN_MAX_NESTING / 2 - 8);
-    EXPECT_EQ(DecodeCode(DeepRpnSearch(levels)), 0);
+    EXPECT_EQ(DecodeCode(Encode(SearchPdu(DeepSearchReq(levels)))), 0);
     for (int deeper : {levels + 1, ASN_MAX_NESTING * 4}) {
         SCOPED_TRACE(deeper);
         ASSERT_EQ(CheckSearch(deeper, &error), SI_NOTOK);
@@ -144,8 +130,8 @@ DbvQuery *PrivateQueryAround(DbvQuery *q)
 
 TEST(Nesting, APrivateQueryInsideAnotherIsLeftUndecoded)
 {
-    // Each private query is decoded afresh from its octets: a chain of them
-    // is opened one deep, whatever its length.
+    // Each private query is decoded afresh from its octets, so a chain of
+    // them is opened one deep.
     DbvSearchReq *request = MakeSearchReq("Default", "x", 4);
     for (int i = 0; i < 3; i++)
         request->psQuery = PrivateQueryAround(request->psQuery);
@@ -230,13 +216,12 @@ std::vector<size_t> StackOfEachWalk(const Bytes &octets, const Bytes &deeper)
     return used;
 }
 
-// Run at the limit and at half of it, each walk's figures are printed: its
-// stack at the limit and per level of nesting.
+// Each walk's stack at the limit is printed, and per level (from half of it).
 TEST(Nesting, EveryWalkOverTheDeepestPduAcceptedFitsAQuarterOfTheStack)
 {
     for (const Construction &c : kConstructions) {
         if (c.indefinite)
-            continue; // the same walks as over definite lengths
+            continue; // the same walks as definite lengths
         SCOPED_TRACE(c.name);
         int levels = MostLevelsWithin(c, ASN_MAX_NESTING);
         Bytes deep = c.build(levels);

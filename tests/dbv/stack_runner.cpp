@@ -21,12 +21,11 @@ struct StackJob {
 
 const size_t kThreadStack = 1 << 20;
 
-} // namespace
-
 #ifdef _WIN32
-namespace {
-
 DWORD WINAPI RunJob(LPVOID job)
+#else
+void *RunJob(void *job)
+#endif
 {
     static_cast<StackJob *>(job)->walk(static_cast<StackJob *>(job)->arg);
     return 0;
@@ -37,26 +36,14 @@ DWORD WINAPI RunJob(LPVOID job)
 size_t StackUsedBy(void (*walk)(void *), void *arg)
 {
     StackJob job = {walk, arg};
+#ifdef _WIN32
     HANDLE thread = CreateThread(nullptr, kThreadStack, RunJob, &job, STACK_SIZE_PARAM_IS_A_RESERVATION, nullptr);
     WaitForSingleObject(thread, INFINITE);
     CloseHandle(thread);
     return 0;
-}
 #else
-namespace {
-
-void *RunJob(void *job)
-{
-    static_cast<StackJob *>(job)->walk(static_cast<StackJob *>(job)->arg);
-    return nullptr;
-}
-
-} // namespace
-
-size_t StackUsedBy(void (*walk)(void *), void *arg)
-{
-    // The stack is painted, and what the walk left unpainted below its top
-    // is what it used (the thread's own start-up included).
+    // What the walk left unpainted below the top is what it used (the
+    // thread's own start-up included).
     const unsigned char kPaint = 0xA5;
     void *stack = nullptr;
     if (posix_memalign(&stack, 1 << 16, kThreadStack) != 0)
@@ -65,7 +52,6 @@ size_t StackUsedBy(void (*walk)(void *), void *arg)
     pthread_attr_t attributes;
     pthread_attr_init(&attributes);
     pthread_attr_setstack(&attributes, stack, kThreadStack);
-    StackJob job = {walk, arg};
     pthread_t thread;
     pthread_create(&thread, &attributes, RunJob, &job);
     pthread_join(thread, nullptr);
@@ -76,5 +62,5 @@ size_t StackUsedBy(void (*walk)(void *), void *arg)
         untouched++;
     std::free(stack);
     return kThreadStack - untouched;
-}
 #endif
+}
