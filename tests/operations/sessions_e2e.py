@@ -6,6 +6,7 @@ every case is one or more request files of its own, its lines carry a
 "Case" key (the client ignores it, the echo lines show it), and the output
 is split by that key. The target checks what the client put on the wire.
 """
+import functools
 import glob
 import os
 import re
@@ -19,23 +20,10 @@ import z3950_target as z  # noqa: E402
 
 GRANTED = "110000110001001"     # the options the client asks for, scan (bit 7) included
 NO_SCAN = "110000100001001"
-CLOSE_TEXTS = ["Service session has Finished",
-               "Service session has Shut Down",
-               "Service has encountered a System Problem - Session has ended",
-               "Service session has Closed due to Cost Limits",
-               "Service session has Finished for lack of Resources",
-               "Service session has Closed due to a Security Violation",
-               "Service session has Closed due to a Protocol Error",
-               "Service session has Closed due to a Lack of Activity",
-               "Service session has Closed - the Operation was Aborted",
-               "Service session has Closed - no reason is given by the Service"]
 QUERY_BOX = "Ostrel Web Client: Error in query formulation"
 ECHO = "<echo>"  # in an expected list: the echo line of the case's next request line
 
 INIT_FAILED = "INITIALIZE_RESPONSE,1001,Initialize Response Error - Session failed to start,"
-SEARCH_FAILED = "SEARCH_RESPONSE,2001,Search Response Error - Unspecified failure,"
-SCAN_FAILED = "SCAN_RESPONSE,2001,Scan Response Error - Unspecified failure,"
-PRESENT_FAILED = "PRESENT_RESPONSE,3001,Present Response Error - Unspecified failure,"
 SEARCH_REFUSED = "SEARCH_RESPONSE,2003,Scan Response Error - Invalid search attribute or search expression,"
 NO_TERM = "SEARCH_RESPONSE,2004,Search Request Error - No search term supplied,"
 NO_RPN = "SEARCH_RESPONSE,2003,Search Request Error - Failed to set up RPN search,"
@@ -75,20 +63,13 @@ def request(request_type, **keys):
                      for key, value in keys.items()])
 
 
-def init(**keys):
-    return request("INITIALIZE", target=True, **keys)
-
-
 def search(query, terms=1, **keys):
     return request("SEARCH", Query=query, Terms=terms, **keys)
 
 
-def scan(**keys):
-    return request("SCAN", **keys)
-
-
-def present(**keys):
-    return request("PRESENT", **keys)
+init = functools.partial(request, "INITIALIZE", target=True)
+scan = functools.partial(request, "SCAN")
+present = functools.partial(request, "PRESENT")
 
 
 CLOSE = request("CLOSE")
@@ -97,15 +78,11 @@ EMPTY_SCAN = z.answer(z.scan_response([], returned=0))
 ONLY_STEP_ZERO = z.answer(z.scan_response(None, returned=0, diagnostics=[z.default_diagnostic(205)]))
 
 
-class Case(namedtuple("Case", "name files scripts expected check box")):
-    """files: lists of request lines (one list a file; a failed line must be its
-    file's last); scripts: one step list per connection the case opens;
-    expected: the output lines, ECHO for each echo; check(test, connections):
-    what the target saw; box: whether the query message box shows (None: either)."""
-
-
-def case(name, files, scripts, expected, check=None, box=False):
-    return Case(name, files, scripts, expected, check, box)
+# files: lists of request lines (one list a file; a failed line must be its
+# file's last); scripts: one step list per connection the case opens;
+# expected: the output lines, ECHO for each echo; check(test, connections):
+# what the target saw; box: whether the query message box shows (None: either).
+case = Case = namedtuple("Case", "name files scripts expected check box", defaults=(None, False))
 
 
 def session_case(name, lines, steps, expected, check=None, box=False):
@@ -121,13 +98,14 @@ def sent(*kinds):
     return check
 
 
-def waited(seconds):
-    """A check that the client gave up on the silent target about `seconds` after its last PDU."""
+def ended_within(least, most):
+    """A check that the client left the connection least to most seconds after its last PDU."""
     def check(test, connections):
-        test.assertTrue(connections[0].wait_end(10), "the client never left the silent target")
+        test.assertTrue(connections[0].wait_end(most + 5), "the client never left the target")
         elapsed = connections[0].ended_at - connections[0].received_at[-1]
-        test.assertGreaterEqual(elapsed, seconds - 0.2)
-        test.assertLessEqual(elapsed, seconds + 8)
+        test.assertGreaterEqual(elapsed, least - 0.2)
+        # The target notices the client's leaving at its next send, up to one drip later.
+        test.assertLessEqual(elapsed, most + 1)
     return check
 
 
@@ -206,41 +184,14 @@ class SessionsTest(CaseTest):
             case("initialize-twice", [[init(), init()]], [[ACCEPT], [ACCEPT]], [ECHO, init_ok(), ECHO, init_ok()],
                  sent("initRequest")),
             # The wait time-out keys; 0 waits without limit, so a late answer still counts.
-            session_case("timeout-key", [init(Timeout=2)], [z.silent()], [ECHO, INIT_FAILED], waited(2)),
+            session_case("timeout-key", [init(Timeout=2)], [z.silent()], [ECHO, INIT_FAILED], ended_within(2, 9)),
             session_case("query-timeout-first", [init(QueryTimeout=2, Timeout=20)], [z.silent()], [ECHO, INIT_FAILED],
-                         waited(2)),
+                         ended_within(2, 9)),
             session_case("no-limit", [init(QueryTimeout=0)], [z.answer(z.init_response(), delay=2.5)],
                          [ECHO, init_ok()]),
         ]
         self.run_cases(cases)
         self.assertEqual(glob.glob(os.path.join(self.directory, "*.trc")), [])
-
-    def test_target_ends_an_operation(self):
-        """A hang-up, a PDU of another type (refused by the state machine), a
-        Close from the target, or silence where each operation's answer belongs.
-        A Close in answer to the Initialize is refused too: no session started."""
-        query = search("@use=4@term=x")
-        operations = [  # name, lines after INITIALIZE, answers and lines before the operation's, failure, other PDU
-            ("initialize", [], [], [], INIT_FAILED, z.search_response(3)),
-            ("search", [query], [ACCEPT], [init_ok(), ECHO], SEARCH_FAILED, z.present_response()),
-            ("scan", [scan(Query="a", Records=5)], [ACCEPT], [init_ok(), ECHO], SCAN_FAILED, z.search_response(3)),
-            ("present", [query, present(Records=2)], [ACCEPT, z.answer(z.search_response(5))],
-             [init_ok(), ECHO, "SEARCH_RESPONSE,0,Records:5,", ECHO], PRESENT_FAILED, z.search_response(3)),
-        ]
-        cases = []
-        for name, lines, before, shown, failed, other in operations:
-            kinds = sent("initRequest", *[text.split()[0][12:].lower() + "Request" for text in lines])
-            refused = failed[:-1] + " (Error: 81),"
-            close_refused = name == "initialize"
-            table = [("hang-up", z.hang_up(), failed, None), ("other-pdu", z.answer(other), refused, None),
-                     ("close-reason-10", z.send_close(10), refused if close_refused else failed, kinds),
-                     ("silent", z.silent(), failed, waited(2))]
-            table += [("close-reason-%d" % reason, z.send_close(reason, "bye"),
-                       refused if close_refused else "%s,6000,%s," % (failed.split(",")[0], text), kinds)
-                      for reason, text in enumerate(CLOSE_TEXTS)]
-            cases += [session_case(name + "-" + suffix, [init(QueryTimeout=2)] + lines, before + [step],
-                                   [ECHO] + shown + [last], check) for suffix, step, last, check in table]
-        self.run_cases(cases)
 
     def test_initialize_request_on_the_wire(self):
         defaults = dict(reference="NULL", version="111", options=GRANTED, preferred=10000, maximum=10000,
@@ -320,12 +271,8 @@ class SessionsTest(CaseTest):
                               [SEARCH_REFUSED]) for name, records, _ in diagnostics]
         run = self.run_cases(cases, "--keep")
         try:
-            if not distributor_kit.WINE:  # the status display is a file on POSIX
-                # The client publishes its display before it answers a query of its state.
-                self.distribute("--attach", str(run.instance), "--keep", "--query-state")
-                with open(os.path.join(os.environ.get("TMPDIR") or "/tmp", "kestra-windows",
-                                       "%d.status" % run.instance)) as display:
-                    shown = display.read()
+            if not distributor_kit.WINE:
+                shown = self.status_display(run.instance)
                 for name, _, text in diagnostics[:-1]:
                     self.assertIn(text + "\n", shown, name)
         finally:
@@ -419,19 +366,15 @@ class SessionsTest(CaseTest):
             wanted.update(changes)
 
             def check(test, connections):
-                requests = [pdu for pdu, kind in zip(connections[0].pdus(), connections[0].kinds())
-                            if kind == "scanRequest"]
+                requests = connections[0].all("scanRequest")
                 test.assertEqual(scan_fields(requests[0]), wanted)
                 if steps is not None:
                     test.assertEqual([optional_integer(pdu, 5) for pdu in requests], steps)
             return check
 
-        cases = [
-            scan_case("terms", [z.answer(z.scan_response(terms))], term_lines + ["SCAN_RESPONSE,0,Records:4,"]),
-            scan_case("partial-status", [z.answer(z.scan_response(terms, status=5))],
-                      term_lines + ["SCAN_RESPONSE,0,Records:4,"]),
-            scan_case("failure-status", [z.answer(z.scan_response(terms, status=6))],
-                      term_lines + ["SCAN_RESPONSE,0,Records:4,"]),
+        # Whatever the scan status (0 success, 5 partial, 6 failure), the entries are listed.
+        cases = [scan_case("status-%d" % status, [z.answer(z.scan_response(terms, status=status))],
+                           term_lines + ["SCAN_RESPONSE,0,Records:4,"]) for status in (0, 5, 6)] + [
             scan_case("quoted-fields", [z.answer(z.scan_response([z.term_info("a,b", 'say "hi"', 2)]))],
                       ['1,0,"say ""hi""",2,"a,b",', "SCAN_RESPONSE,0,Records:1,"]),
             scan_case("no-entries", [EMPTY_SCAN], ["SCAN_RESPONSE,0,,"]),
@@ -472,7 +415,7 @@ class SessionsTest(CaseTest):
     def test_idle_limit_is_the_last_wait_time_out(self):
         # The idle limit ends the client afterwards; the distributor waits for that.
         cases = [case("idle-limit", [["RequestType:LOAD SessionTimeout:2", init()]], [[z.silent()]],
-                      [ECHO, INIT_FAILED], waited(2))]
+                      [ECHO, INIT_FAILED], ended_within(2, 9))]
         self.run_cases(cases, "--wait-end")
 
 

@@ -13,6 +13,7 @@ sanitizer report on its standard error (which the client inherits) fails
 the test once the test's own checks are done.
 """
 import argparse
+import contextlib
 import glob
 import os
 import re
@@ -38,6 +39,11 @@ def distributor_command():
 def client_path_for_tool(directory):
     """A directory as the client sees it: Wine maps the root to drive Z:."""
     return "Z:" + directory.replace("/", "\\") if WINE else directory
+
+
+def window_file(instance, kind):
+    """A client's window file on POSIX: "win" (its socket) or "status" (its status display)."""
+    return os.path.join(os.environ.get("TMPDIR") or "/tmp", "kestra-windows", "%d.%s" % (instance, kind))
 
 
 def response_lines(output):
@@ -93,6 +99,22 @@ class DistributorTest(unittest.TestCase):
         if any(mark in run.errors for mark in SANITIZER_MARKS):
             self.sanitizer_reports.append(run.errors)
         return run
+
+    @contextlib.contextmanager
+    def kept(self, *arguments, texts=()):
+        """A run with --keep; the client it left running is ended afterwards."""
+        run = self.distribute("--keep", *arguments, texts=texts)
+        try:
+            yield run
+        finally:
+            if run.instance is not None:
+                self.distribute("--attach", str(run.instance))
+
+    def status_display(self, instance):
+        """The kept client's status display (a file on POSIX), which it publishes before it answers a query of its state."""
+        self.distribute("--attach", str(instance), "--keep", "--query-state")
+        with open(window_file(instance, "status")) as display:
+            return display.read()
 
     def load_line(self, extra=""):
         return "RequestType:LOAD TempPath:%s TempPrefix:KT %s\n" % (client_path_for_tool(self.directory), extra)
