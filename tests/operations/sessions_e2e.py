@@ -1,10 +1,9 @@
 #!/usr/bin/env python3
 """INITIALIZE, SEARCH, SCAN and CLOSE end to end: kestra-distributor drives
-the real client against the scripted target of tests/peers/z3950_target.py,
-natively or under Wine (--wine). Each table runs in one distributor run:
-every case is one or more request files of its own, its lines carry a
-"Case" key (the client ignores it, the echo lines show it), and the output
-is split by that key. The target checks what the client put on the wire.
+the real client against the scripted target (tests/peers/z3950_target.py),
+natively or under Wine. Each table runs in one distributor run; a case's
+lines carry a "Case" key (the client ignores it, the echo lines show it),
+which splits the output. The target checks what the client put on the wire.
 """
 import functools
 import glob
@@ -369,7 +368,7 @@ class SessionsTest(CaseTest):
                 requests = connections[0].all("scanRequest")
                 test.assertEqual(scan_fields(requests[0]), wanted)
                 if steps is not None:
-                    test.assertEqual([optional_integer(pdu, 5) for pdu in requests], steps)
+                    test.assertEqual([optional_value(pdu, 5, "integer") for pdu in requests], steps)
             return check
 
         # Whatever the scan status (0 success, 5 partial, 6 failure), the entries are listed.
@@ -419,39 +418,9 @@ class SessionsTest(CaseTest):
         self.run_cases(cases, "--wait-end")
 
 
-def init_fields(pdu):
-    """The fields of an initRequest that the client fills, and the tags of any others."""
-    authentication = pdu.find(7)
-    if authentication is not None:
-        form = authentication.children[0]
-        if form.tag == z.VISIBLE_STRING:
-            authentication = ("open", form.text)
-        else:
-            authentication = ("idPass",) + tuple(optional_text(form, tag) for tag in (0, 1, 2))
-    return dict(reference=optional_text(pdu, 2), version=pdu.find(3).bits, options=pdu.find(4).bits,
-                preferred=pdu.find(5).integer, maximum=pdu.find(6).integer, authentication=authentication,
-                id=optional_text(pdu, 110), name=optional_text(pdu, 111), version_text=optional_text(pdu, 112),
-                others=others(pdu, 2, 3, 4, 5, 6, 7, 110, 111, 112))
-
-
-def search_fields(pdu):
-    """The fields of a searchRequest that the client fills, and the tags of any others."""
-    attribute_set, tree = z.rpn_query(pdu)
-    return dict(tree=tree, attribute_set=attribute_set, databases=[name.text for name in pdu.find(18).children],
-                small=pdu.find(13).integer, large=pdu.find(14).integer, medium=pdu.find(15).integer,
-                replace=pdu.find(16).boolean, result_set=pdu.find(17).text,
-                others=others(pdu, 13, 14, 15, 16, 17, 18, 21))
-
-
-def scan_fields(pdu):
-    """The fields of a scanRequest that the client fills, and the tags of any others."""
-    attribute_set = pdu.find(z.OID)
-    start = pdu.find(102)
-    return dict(databases=[name.text for name in pdu.find(3).children],
-                attribute_set=attribute_set.oid if attribute_set is not None else None,
-                attributes=z.attribute_list(start.find(44)), term=start.find(45).text,
-                step=optional_integer(pdu, 5), number=pdu.find(6).integer, preferred=optional_integer(pdu, 7),
-                others=others(pdu, 3, 5, 6, 7, 102, z.OID))
+def optional_value(element, tag, kind="text"):
+    found = element.find(tag)
+    return None if found is None else getattr(found, kind)
 
 
 def others(pdu, *known):
@@ -460,14 +429,34 @@ def others(pdu, *known):
     return [child.tag for child in pdu.children if child.tag not in known]
 
 
-def optional_text(element, tag):
-    found = element.find(tag)
-    return None if found is None else found.text
+# The fields of a request that the client fills, and the tags of any others.
+def init_fields(pdu):
+    authentication = pdu.find(7)
+    if authentication is not None:
+        form = authentication.children[0]
+        authentication = (("open", form.text) if form.tag == z.VISIBLE_STRING else
+                          ("idPass",) + tuple(optional_value(form, tag) for tag in (0, 1, 2)))
+    return dict(reference=optional_value(pdu, 2), version=pdu.find(3).bits, options=pdu.find(4).bits,
+                preferred=pdu.find(5).integer, maximum=pdu.find(6).integer, authentication=authentication,
+                id=optional_value(pdu, 110), name=optional_value(pdu, 111), version_text=optional_value(pdu, 112),
+                others=others(pdu, 2, 3, 4, 5, 6, 7, 110, 111, 112))
 
 
-def optional_integer(element, tag):
-    found = element.find(tag)
-    return None if found is None else found.integer
+def search_fields(pdu):
+    attribute_set, tree = z.rpn_query(pdu)
+    return dict(tree=tree, attribute_set=attribute_set, databases=[name.text for name in pdu.find(18).children],
+                small=pdu.find(13).integer, large=pdu.find(14).integer, medium=pdu.find(15).integer,
+                replace=pdu.find(16).boolean, result_set=pdu.find(17).text,
+                others=others(pdu, 13, 14, 15, 16, 17, 18, 21))
+
+
+def scan_fields(pdu):
+    start = pdu.find(102)
+    return dict(databases=[name.text for name in pdu.find(3).children],
+                attribute_set=optional_value(pdu, z.OID, "oid"),
+                attributes=z.attribute_list(start.find(44)), term=start.find(45).text,
+                step=optional_value(pdu, 5, "integer"), number=pdu.find(6).integer,
+                preferred=optional_value(pdu, 7, "integer"), others=others(pdu, 3, 5, 6, 7, 102, z.OID))
 
 
 if __name__ == "__main__":

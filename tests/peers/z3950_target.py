@@ -258,14 +258,11 @@ def init_response(result=True, result_octet=None, version="111", options="110000
                     optional(string, implementation_version, ctx(112)))
 
 
-def search_response(count=0, status=True, status_octet=None, returned=0, next_position=1,
-                    result_set_status=None, present_status=None, records=None, reference=None):
+def search_response(count=0, status=True, status_octet=None, returned=0, next_position=1, records=None,
+                    reference=None):
     """A searchResponse; records is a Records value (response_records, non_surrogate_diagnostic, ...)."""
-    return sequence(ctx(23), optional(reference_id, reference), integer(count, ctx(23)),
-                    integer(returned, ctx(24)), integer(next_position, ctx(25)),
-                    boolean(status, ctx(22), status_octet),
-                    optional(integer, result_set_status, ctx(26)), optional(integer, present_status, ctx(27)),
-                    records)
+    return sequence(ctx(23), optional(reference_id, reference), integer(count, ctx(23)), integer(returned, ctx(24)),
+                    integer(next_position, ctx(25)), boolean(status, ctx(22), status_octet), records)
 
 
 def present_response(returned=0, next_position=1, status=0, records=None, reference=None):
@@ -273,14 +270,14 @@ def present_response(returned=0, next_position=1, status=0, records=None, refere
                     integer(next_position, ctx(25)), integer(status, ctx(27)), records)
 
 
-def default_diagnostic(condition, addinfo=None, diagnostic_set=BIB1_DIAGNOSTICS):
-    """A DefaultDiagFormat (untagged SEQUENCE), addinfo as a version-2 VisibleString."""
-    return sequence(SEQUENCE, oid(diagnostic_set), integer(condition), optional(string, addinfo, VISIBLE_STRING))
+def default_diagnostic(condition, addinfo=None, tag=SEQUENCE):
+    """A bib-1 DefaultDiagFormat, addinfo as a version-2 VisibleString."""
+    return sequence(tag, oid(BIB1_DIAGNOSTICS), integer(condition), optional(string, addinfo, VISIBLE_STRING))
 
 
-def non_surrogate_diagnostic(condition, addinfo=None, diagnostic_set=BIB1_DIAGNOSTICS):
+def non_surrogate_diagnostic(condition, addinfo=None):
     """Records: one non-surrogate diagnostic."""
-    return sequence(ctx(130), oid(diagnostic_set), integer(condition), optional(string, addinfo, VISIBLE_STRING))
+    return default_diagnostic(condition, addinfo, ctx(130))
 
 
 def multiple_non_surrogate_diagnostics(*diagnostics):
@@ -326,18 +323,15 @@ def term_info(term, display=None, occurrences=None):
                     optional(integer, occurrences, ctx(2)))
 
 
-def scan_response(entries=(), status=0, returned=None, step_size=None, position=1, diagnostics=None,
-                  attribute_set=None, reference=None):
+def scan_response(entries=(), status=0, returned=None, position=1, diagnostics=None, reference=None):
     """A scanResponse; returned defaults to the number of entries; entries None leaves the list out."""
-    if returned is None:
-        returned = len(entries or ())
     listed = None
     if entries is not None or diagnostics is not None:
-        listed = sequence(ctx(7), None if entries is None else sequence(ctx(1), *entries),
-                          None if diagnostics is None else sequence(ctx(2), *diagnostics))
-    return sequence(ctx(36), optional(reference_id, reference), optional(integer, step_size, ctx(3)),
-                    integer(status, ctx(4)), integer(returned, ctx(5)), optional(integer, position, ctx(6)),
-                    listed, optional(oid, attribute_set, ctx(8)))
+        listed = sequence(ctx(7), optional(lambda items: sequence(ctx(1), *items), entries),
+                          optional(lambda items: sequence(ctx(2), *items), diagnostics))
+    return sequence(ctx(36), optional(reference_id, reference), integer(status, ctx(4)),
+                    integer(len(entries or ()) if returned is None else returned, ctx(5)),
+                    optional(integer, position, ctx(6)), listed)
 
 
 def close(reason, diagnostic=None, reference=None):
@@ -429,12 +423,9 @@ def attribute_list(element):
 
 
 def rpn(structure):
-    """An RPNStructure as nested tuples: ("term", text, attributes),
-    ("resultset", name) or (operator, left, right)."""
+    """An RPNStructure as nested tuples: ("term", text, attributes) or (operator, left, right)."""
     if structure.tag == ctx(0):
         operand = structure.children[0]
-        if operand.tag == ctx(31):
-            return ("resultset", operand.text)
         return ("term", operand.find(45).text, attribute_list(operand.find(44)))
     left, right, operator = structure.children
     return (OPERATORS[operator.children[0].tag.number], rpn(left), rpn(right))
