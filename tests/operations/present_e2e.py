@@ -87,11 +87,6 @@ def paging_cases():
         s.case("after-failed-search", [[init(), s.search("@use=4@term=x")], [present()]],
                [[s.ACCEPT, z.answer(z.search_response(0, False))]],
                [ECHO, s.init_ok(), ECHO, s.SEARCH_REFUSED, ECHO, FAILED[3003]]),
-        s.case("after-target-close", [[init(), s.search("@use=4@term=x"), s.scan(Query="a", Records=5)], [present()]],
-               [[s.ACCEPT, z.answer(z.search_response(5)), z.send_close(1)]],
-               [ECHO, s.init_ok(), ECHO, "SEARCH_RESPONSE,0,Records:5,", ECHO,
-                "SCAN_RESPONSE,6000,Service session has Shut Down,", ECHO,
-                "PRESENT_RESPONSE,3000,Present Request Error - Invalid parameter (Error: 3),"]),
     ] + [present_case("diagnostic-%d" % i, 5, [present(Records=2)],
                       [z.answer(z.present_response(0, status=5, records=records))], [ECHO, last_line])
          for i, (records, last_line) in enumerate(diagnostics)]

@@ -258,11 +258,14 @@ class SessionsTest(CaseTest):
             session_case("twice", [init(), search(query), search(query)],
                          [ACCEPT, z.answer(z.search_response(5)), z.answer(z.search_response(0, False))],
                          answered + ["SEARCH_RESPONSE,0,Records:5,", ECHO, SEARCH_REFUSED]),
-            # After the target closed the session the association is gone: the toolkit refuses the search.
-            case("after-target-close", [[init(), scan(Query="a", Records=5)], [search(query)]],
-                 [[ACCEPT, z.send_close(1)]],
-                 answered + ["SCAN_RESPONSE,6000,Service session has Shut Down,", ECHO,
-                             "SEARCH_RESPONSE,2000,Search Request Error - Invalid parameter (Error: 3),"]),
+            # After the target closed the session the association is gone: the toolkit refuses each operation.
+            case("after-target-close", [[init(), search(query), scan(Query="a", Records=5)], [present()],
+                                        [search(query)], [scan(Query="a", Records=5)]],
+                 [[ACCEPT, z.answer(z.search_response(5)), z.send_close(1)]],
+                 answered + ["SEARCH_RESPONSE,0,Records:5,", ECHO, "SCAN_RESPONSE,6000,Service session has Shut Down,",
+                             ECHO, "PRESENT_RESPONSE,3000,Present Request Error - Invalid parameter (Error: 3),",
+                             ECHO, "SEARCH_RESPONSE,2000,Search Request Error - Invalid parameter (Error: 3),",
+                             ECHO, "SCAN_RESPONSE,2000,Scan Request Error - Invalid parameter (Error: 3),"]),
             case("without-session", [["RequestType:LOAD", CLOSE, search(query)]], [],
                  [ECHO, CLOSED, ECHO, "SEARCH_RESPONSE,2000,Search Request Error - Invalid parameter (Error: 3),"]),
         ]
@@ -347,7 +350,6 @@ class SessionsTest(CaseTest):
                             [ECHO, init_ok(), ECHO, "SEARCH_RESPONSE,0,Records:1,"], check)
 
     def test_scan(self):
-        answered = [ECHO, init_ok(), ECHO]
         terms = [z.term_info("alpha", "Alpha", 3), z.surrogate_diagnostic(14), z.term_info("beta", None, 1),
                  z.term_info("gamma", "Gamma")]
         term_lines = ["1,0,Alpha,3,alpha,", "3,0,,1,beta,", "4,0,Gamma,0,gamma,"]
@@ -388,9 +390,6 @@ class SessionsTest(CaseTest):
             scan_case("zero-records", [], [NO_RECORDS], lines=[scan(Query="a", Records=0)], check=sent("initRequest")),
             scan_case("no-query", [], ["SCAN_RESPONSE,4004,Scan Request Error - A search term must be supplied,"],
                       lines=[scan(Records=5)], check=sent("initRequest")),
-            case("after-target-close", [[init(), search("@use=4@term=x")], [standard]], [[ACCEPT, z.send_close(2)]],
-                 answered + ["SEARCH_RESPONSE,6000,Service has encountered a System Problem - Session has ended,",
-                             ECHO, "SCAN_RESPONSE,2000,Scan Request Error - Invalid parameter (Error: 3),"]),
         ]
 
         wire = [("defaults", {}, {}),
