@@ -100,8 +100,8 @@ def fault_case(operation, fault):
     name, step, error, check = fault
     lines = error(operation) if callable(error) else error
     lines = lines if isinstance(lines, list) else [failure(operation, lines)]
-    probe = ECHO in lines
-    return s.case(operation.name + "-" + name, [[init(QueryTimeout=WAIT)] + operation.lines + [operation.probe] * probe],
+    first = [init(QueryTimeout=WAIT)] + operation.lines + [operation.probe] * (ECHO in lines)
+    return s.case(operation.name + "-" + name, [first],
                   [operation.before + [step(operation)]], [ECHO] + operation.shown + lines, check)
 
 

@@ -99,7 +99,7 @@ class DistributorTest(unittest.TestCase):
                 self.distribute("--attach", str(run.instance))
 
     def status_display(self, instance):
-        """The kept client's status display (a file on POSIX), which it publishes before it answers a query of its state."""
+        """A kept client's status display (a file on POSIX), published before it answers a query of its state."""
         self.distribute("--attach", str(instance), "--keep", "--query-state")
         with open(window_file(instance, "status")) as display:
             return display.read()

@@ -576,7 +576,8 @@ class ScriptedTarget:
                 time.sleep(step.delay)
                 if step.before:
                     step.before()
-                sock.sendall(step.octets if step.action in ("answer", "silent") else step.octets[:len(step.octets) // 2])
+                half = step.action.startswith("half")
+                sock.sendall(step.octets[:len(step.octets) // 2] if half else step.octets)
                 if step.action == "half, reset":
                     sock.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, struct.pack("ii", 1, 0))
                 if step.action in ("half, close", "half, reset"):

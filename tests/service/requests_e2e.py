@@ -19,7 +19,7 @@ class RequestServiceTest(distributor_kit.DistributorTest):
         load = "RequestType:LOAD\n"
         table = [  # name, arguments, request file texts, exit status, output lines
             ("load-then-exit", [], [load + "RequestType:EXIT\n"], 0, []),
-            ("unknown-type-cancels-the-lines-behind-it", [], [load + "RequestType:BOGUS\nRequestType:INITIALIZE\n"], 1, []),
+            ("unknown-type-cancels-what-follows", [], [load + "RequestType:BOGUS\nRequestType:INITIALIZE\n"], 1, []),
             ("keys-match-only-at-a-word-start", [], [load + "XRequestType:SCAN RequestTypo:SCAN\n"], 1, []),
             ("empty-line-ends-the-queue", [], [load + "\nRequestType:SCAN\n"], 0, []),
             # The 999-character head is a LOAD; the tail, a line of its own, has no type and fails.
