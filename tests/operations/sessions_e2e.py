@@ -1,11 +1,11 @@
 #!/usr/bin/env python3
 """INITIALIZE, SEARCH, SCAN and CLOSE end to end: kestra-distributor drives
-the real client against the scripted target of tests/peers/z3950_target.py,
-natively or under Wine (--wine). Each table runs in one distributor run:
-every case is one or more request files of its own, its lines carry a
-"Case" key (the client ignores it, the echo lines show it), and the output
-is split by that key. The target checks what the client put on the wire.
+the real client against the scripted target (tests/peers/z3950_target.py),
+natively or under Wine. Each table runs in one distributor run; a case's
+lines carry a "Case" key (the client ignores it, the echo lines show it),
+which splits the output. The target checks what the client put on the wire.
 """
+import functools
 import glob
 import os
 import re
@@ -19,23 +19,10 @@ import z3950_target as z  # noqa: E402
 
 GRANTED = "110000110001001"     # the options the client asks for, scan (bit 7) included
 NO_SCAN = "110000100001001"
-CLOSE_TEXTS = ["Service session has Finished",
-               "Service session has Shut Down",
-               "Service has encountered a System Problem - Session has ended",
-               "Service session has Closed due to Cost Limits",
-               "Service session has Finished for lack of Resources",
-               "Service session has Closed due to a Security Violation",
-               "Service session has Closed due to a Protocol Error",
-               "Service session has Closed due to a Lack of Activity",
-               "Service session has Closed - the Operation was Aborted",
-               "Service session has Closed - no reason is given by the Service"]
 QUERY_BOX = "Ostrel Web Client: Error in query formulation"
 ECHO = "<echo>"  # in an expected list: the echo line of the case's next request line
 
 INIT_FAILED = "INITIALIZE_RESPONSE,1001,Initialize Response Error - Session failed to start,"
-SEARCH_FAILED = "SEARCH_RESPONSE,2001,Search Response Error - Unspecified failure,"
-SCAN_FAILED = "SCAN_RESPONSE,2001,Scan Response Error - Unspecified failure,"
-PRESENT_FAILED = "PRESENT_RESPONSE,3001,Present Response Error - Unspecified failure,"
 SEARCH_REFUSED = "SEARCH_RESPONSE,2003,Scan Response Error - Invalid search attribute or search expression,"
 NO_TERM = "SEARCH_RESPONSE,2004,Search Request Error - No search term supplied,"
 NO_RPN = "SEARCH_RESPONSE,2003,Search Request Error - Failed to set up RPN search,"
@@ -75,20 +62,13 @@ def request(request_type, **keys):
                      for key, value in keys.items()])
 
 
-def init(**keys):
-    return request("INITIALIZE", target=True, **keys)
-
-
 def search(query, terms=1, **keys):
     return request("SEARCH", Query=query, Terms=terms, **keys)
 
 
-def scan(**keys):
-    return request("SCAN", **keys)
-
-
-def present(**keys):
-    return request("PRESENT", **keys)
+init = functools.partial(request, "INITIALIZE", target=True)
+scan = functools.partial(request, "SCAN")
+present = functools.partial(request, "PRESENT")
 
 
 CLOSE = request("CLOSE")
@@ -97,15 +77,11 @@ EMPTY_SCAN = z.answer(z.scan_response([], returned=0))
 ONLY_STEP_ZERO = z.answer(z.scan_response(None, returned=0, diagnostics=[z.default_diagnostic(205)]))
 
 
-class Case(namedtuple("Case", "name files scripts expected check box")):
-    """files: lists of request lines (one list a file; a failed line must be its
-    file's last); scripts: one step list per connection the case opens;
-    expected: the output lines, ECHO for each echo; check(test, connections):
-    what the target saw; box: whether the query message box shows (None: either)."""
-
-
-def case(name, files, scripts, expected, check=None, box=False):
-    return Case(name, files, scripts, expected, check, box)
+# files: lists of request lines (one list a file; a failed line must be its
+# file's last); scripts: one step list per connection the case opens;
+# expected: the output lines, ECHO for each echo; check(test, connections):
+# what the target saw; box: whether the query message box shows (None: either).
+case = Case = namedtuple("Case", "name files scripts expected check box", defaults=(None, False))
 
 
 def session_case(name, lines, steps, expected, check=None, box=False):
@@ -121,13 +97,14 @@ def sent(*kinds):
     return check
 
 
-def waited(seconds):
-    """A check that the client gave up on the silent target about `seconds` after its last PDU."""
+def ended_within(least, most):
+    """A check that the client left the connection least to most seconds after its last PDU."""
     def check(test, connections):
-        test.assertTrue(connections[0].wait_end(10), "the client never left the silent target")
+        test.assertTrue(connections[0].wait_end(most + 5), "the client never left the target")
         elapsed = connections[0].ended_at - connections[0].received_at[-1]
-        test.assertGreaterEqual(elapsed, seconds - 0.2)
-        test.assertLessEqual(elapsed, seconds + 8)
+        test.assertGreaterEqual(elapsed, least - 0.2)
+        # The target notices the client's leaving at its next send, up to one drip later.
+        test.assertLessEqual(elapsed, most + 1)
     return check
 
 
@@ -197,50 +174,19 @@ class SessionsTest(CaseTest):
                          [z.answer(z.init_response(result=False))],
                          [ECHO, "INITIALIZE_RESPONSE,1002,Initialize Response Error - Connection refused,"],
                          sent("initRequest")),
-            case("closed-port", [[request("INITIALIZE", Server="127.0.0.1", Port=z.closed_port())]], [],
-                 [ECHO, "INITIALIZE_RESPONSE,1000,Initialize Connect Error - Server does not exist or is not "
-                        "working (Error: 31),"]),
             session_case("close-then-close", [init(), CLOSE, CLOSE], [ACCEPT],
                          [ECHO, init_ok(), ECHO, CLOSED, ECHO, CLOSED], sent("initRequest")),
-            case("close-without-session", [["RequestType:LOAD", CLOSE]], [], [ECHO, CLOSED]),
             case("initialize-twice", [[init(), init()]], [[ACCEPT], [ACCEPT]], [ECHO, init_ok(), ECHO, init_ok()],
                  sent("initRequest")),
             # The wait time-out keys; 0 waits without limit, so a late answer still counts.
-            session_case("timeout-key", [init(Timeout=2)], [z.silent()], [ECHO, INIT_FAILED], waited(2)),
+            session_case("timeout-key", [init(Timeout=2)], [z.silent()], [ECHO, INIT_FAILED], ended_within(2, 9)),
             session_case("query-timeout-first", [init(QueryTimeout=2, Timeout=20)], [z.silent()], [ECHO, INIT_FAILED],
-                         waited(2)),
+                         ended_within(2, 9)),
             session_case("no-limit", [init(QueryTimeout=0)], [z.answer(z.init_response(), delay=2.5)],
                          [ECHO, init_ok()]),
         ]
         self.run_cases(cases)
         self.assertEqual(glob.glob(os.path.join(self.directory, "*.trc")), [])
-
-    def test_target_ends_an_operation(self):
-        """A hang-up, a PDU of another type (refused by the state machine), a
-        Close from the target, or silence where each operation's answer belongs.
-        A Close in answer to the Initialize is refused too: no session started."""
-        query = search("@use=4@term=x")
-        operations = [  # name, lines after INITIALIZE, answers and lines before the operation's, failure, other PDU
-            ("initialize", [], [], [], INIT_FAILED, z.search_response(3)),
-            ("search", [query], [ACCEPT], [init_ok(), ECHO], SEARCH_FAILED, z.present_response()),
-            ("scan", [scan(Query="a", Records=5)], [ACCEPT], [init_ok(), ECHO], SCAN_FAILED, z.search_response(3)),
-            ("present", [query, present(Records=2)], [ACCEPT, z.answer(z.search_response(5))],
-             [init_ok(), ECHO, "SEARCH_RESPONSE,0,Records:5,", ECHO], PRESENT_FAILED, z.search_response(3)),
-        ]
-        cases = []
-        for name, lines, before, shown, failed, other in operations:
-            kinds = sent("initRequest", *[text.split()[0][12:].lower() + "Request" for text in lines])
-            refused = failed[:-1] + " (Error: 81),"
-            close_refused = name == "initialize"
-            table = [("hang-up", z.hang_up(), failed, None), ("other-pdu", z.answer(other), refused, None),
-                     ("close-reason-10", z.send_close(10), refused if close_refused else failed, kinds),
-                     ("silent", z.silent(), failed, waited(2))]
-            table += [("close-reason-%d" % reason, z.send_close(reason, "bye"),
-                       refused if close_refused else "%s,6000,%s," % (failed.split(",")[0], text), kinds)
-                      for reason, text in enumerate(CLOSE_TEXTS)]
-            cases += [session_case(name + "-" + suffix, [init(QueryTimeout=2)] + lines, before + [step],
-                                   [ECHO] + shown + [last], check) for suffix, step, last, check in table]
-        self.run_cases(cases)
 
     def test_initialize_request_on_the_wire(self):
         defaults = dict(reference="NULL", version="111", options=GRANTED, preferred=10000, maximum=10000,
@@ -308,11 +254,14 @@ class SessionsTest(CaseTest):
             session_case("twice", [init(), search(query), search(query)],
                          [ACCEPT, z.answer(z.search_response(5)), z.answer(z.search_response(0, False))],
                          answered + ["SEARCH_RESPONSE,0,Records:5,", ECHO, SEARCH_REFUSED]),
-            # After the target closed the session the association is gone: the toolkit refuses the search.
-            case("after-target-close", [[init(), scan(Query="a", Records=5)], [search(query)]],
-                 [[ACCEPT, z.send_close(1)]],
-                 answered + ["SCAN_RESPONSE,6000,Service session has Shut Down,", ECHO,
-                             "SEARCH_RESPONSE,2000,Search Request Error - Invalid parameter (Error: 3),"]),
+            # After the target closed the session the association is gone: the toolkit refuses each operation.
+            case("after-target-close", [[init(), search(query), scan(Query="a", Records=5)], [present()],
+                                        [search(query)], [scan(Query="a", Records=5)]],
+                 [[ACCEPT, z.answer(z.search_response(5)), z.send_close(1)]],
+                 answered + ["SEARCH_RESPONSE,0,Records:5,", ECHO, "SCAN_RESPONSE,6000,Service session has Shut Down,",
+                             ECHO, "PRESENT_RESPONSE,3000,Present Request Error - Invalid parameter (Error: 3),",
+                             ECHO, "SEARCH_RESPONSE,2000,Search Request Error - Invalid parameter (Error: 3),",
+                             ECHO, "SCAN_RESPONSE,2000,Scan Request Error - Invalid parameter (Error: 3),"]),
             case("without-session", [["RequestType:LOAD", CLOSE, search(query)]], [],
                  [ECHO, CLOSED, ECHO, "SEARCH_RESPONSE,2000,Search Request Error - Invalid parameter (Error: 3),"]),
         ]
@@ -320,12 +269,8 @@ class SessionsTest(CaseTest):
                               [SEARCH_REFUSED]) for name, records, _ in diagnostics]
         run = self.run_cases(cases, "--keep")
         try:
-            if not distributor_kit.WINE:  # the status display is a file on POSIX
-                # The client publishes its display before it answers a query of its state.
-                self.distribute("--attach", str(run.instance), "--keep", "--query-state")
-                with open(os.path.join(os.environ.get("TMPDIR") or "/tmp", "kestra-windows",
-                                       "%d.status" % run.instance)) as display:
-                    shown = display.read()
+            if not distributor_kit.WINE:
+                shown = self.status_display(run.instance)
                 for name, _, text in diagnostics[:-1]:
                     self.assertIn(text + "\n", shown, name)
         finally:
@@ -401,7 +346,6 @@ class SessionsTest(CaseTest):
                             [ECHO, init_ok(), ECHO, "SEARCH_RESPONSE,0,Records:1,"], check)
 
     def test_scan(self):
-        answered = [ECHO, init_ok(), ECHO]
         terms = [z.term_info("alpha", "Alpha", 3), z.surrogate_diagnostic(14), z.term_info("beta", None, 1),
                  z.term_info("gamma", "Gamma")]
         term_lines = ["1,0,Alpha,3,alpha,", "3,0,,1,beta,", "4,0,Gamma,0,gamma,"]
@@ -419,19 +363,15 @@ class SessionsTest(CaseTest):
             wanted.update(changes)
 
             def check(test, connections):
-                requests = [pdu for pdu, kind in zip(connections[0].pdus(), connections[0].kinds())
-                            if kind == "scanRequest"]
+                requests = connections[0].all("scanRequest")
                 test.assertEqual(scan_fields(requests[0]), wanted)
                 if steps is not None:
-                    test.assertEqual([optional_integer(pdu, 5) for pdu in requests], steps)
+                    test.assertEqual([optional_value(pdu, 5, "integer") for pdu in requests], steps)
             return check
 
-        cases = [
-            scan_case("terms", [z.answer(z.scan_response(terms))], term_lines + ["SCAN_RESPONSE,0,Records:4,"]),
-            scan_case("partial-status", [z.answer(z.scan_response(terms, status=5))],
-                      term_lines + ["SCAN_RESPONSE,0,Records:4,"]),
-            scan_case("failure-status", [z.answer(z.scan_response(terms, status=6))],
-                      term_lines + ["SCAN_RESPONSE,0,Records:4,"]),
+        # Whatever the scan status (0 success, 5 partial, 6 failure), the entries are listed.
+        cases = [scan_case("status-%d" % status, [z.answer(z.scan_response(terms, status=status))],
+                           term_lines + ["SCAN_RESPONSE,0,Records:4,"]) for status in (0, 5, 6)] + [
             scan_case("quoted-fields", [z.answer(z.scan_response([z.term_info("a,b", 'say "hi"', 2)]))],
                       ['1,0,"say ""hi""",2,"a,b",', "SCAN_RESPONSE,0,Records:1,"]),
             scan_case("no-entries", [EMPTY_SCAN], ["SCAN_RESPONSE,0,,"]),
@@ -446,9 +386,6 @@ class SessionsTest(CaseTest):
             scan_case("zero-records", [], [NO_RECORDS], lines=[scan(Query="a", Records=0)], check=sent("initRequest")),
             scan_case("no-query", [], ["SCAN_RESPONSE,4004,Scan Request Error - A search term must be supplied,"],
                       lines=[scan(Records=5)], check=sent("initRequest")),
-            case("after-target-close", [[init(), search("@use=4@term=x")], [standard]], [[ACCEPT, z.send_close(2)]],
-                 answered + ["SEARCH_RESPONSE,6000,Service has encountered a System Problem - Session has ended,",
-                             ECHO, "SCAN_RESPONSE,2000,Scan Request Error - Invalid parameter (Error: 3),"]),
         ]
 
         wire = [("defaults", {}, {}),
@@ -472,43 +409,13 @@ class SessionsTest(CaseTest):
     def test_idle_limit_is_the_last_wait_time_out(self):
         # The idle limit ends the client afterwards; the distributor waits for that.
         cases = [case("idle-limit", [["RequestType:LOAD SessionTimeout:2", init()]], [[z.silent()]],
-                      [ECHO, INIT_FAILED], waited(2))]
+                      [ECHO, INIT_FAILED], ended_within(2, 9))]
         self.run_cases(cases, "--wait-end")
 
 
-def init_fields(pdu):
-    """The fields of an initRequest that the client fills, and the tags of any others."""
-    authentication = pdu.find(7)
-    if authentication is not None:
-        form = authentication.children[0]
-        if form.tag == z.VISIBLE_STRING:
-            authentication = ("open", form.text)
-        else:
-            authentication = ("idPass",) + tuple(optional_text(form, tag) for tag in (0, 1, 2))
-    return dict(reference=optional_text(pdu, 2), version=pdu.find(3).bits, options=pdu.find(4).bits,
-                preferred=pdu.find(5).integer, maximum=pdu.find(6).integer, authentication=authentication,
-                id=optional_text(pdu, 110), name=optional_text(pdu, 111), version_text=optional_text(pdu, 112),
-                others=others(pdu, 2, 3, 4, 5, 6, 7, 110, 111, 112))
-
-
-def search_fields(pdu):
-    """The fields of a searchRequest that the client fills, and the tags of any others."""
-    attribute_set, tree = z.rpn_query(pdu)
-    return dict(tree=tree, attribute_set=attribute_set, databases=[name.text for name in pdu.find(18).children],
-                small=pdu.find(13).integer, large=pdu.find(14).integer, medium=pdu.find(15).integer,
-                replace=pdu.find(16).boolean, result_set=pdu.find(17).text,
-                others=others(pdu, 13, 14, 15, 16, 17, 18, 21))
-
-
-def scan_fields(pdu):
-    """The fields of a scanRequest that the client fills, and the tags of any others."""
-    attribute_set = pdu.find(z.OID)
-    start = pdu.find(102)
-    return dict(databases=[name.text for name in pdu.find(3).children],
-                attribute_set=attribute_set.oid if attribute_set is not None else None,
-                attributes=z.attribute_list(start.find(44)), term=start.find(45).text,
-                step=optional_integer(pdu, 5), number=pdu.find(6).integer, preferred=optional_integer(pdu, 7),
-                others=others(pdu, 3, 5, 6, 7, 102, z.OID))
+def optional_value(element, tag, kind="text"):
+    found = element.find(tag)
+    return None if found is None else getattr(found, kind)
 
 
 def others(pdu, *known):
@@ -517,14 +424,34 @@ def others(pdu, *known):
     return [child.tag for child in pdu.children if child.tag not in known]
 
 
-def optional_text(element, tag):
-    found = element.find(tag)
-    return None if found is None else found.text
+# The fields of a request that the client fills, and the tags of any others.
+def init_fields(pdu):
+    authentication = pdu.find(7)
+    if authentication is not None:
+        form = authentication.children[0]
+        authentication = (("open", form.text) if form.tag == z.VISIBLE_STRING else
+                          ("idPass",) + tuple(optional_value(form, tag) for tag in (0, 1, 2)))
+    return dict(reference=optional_value(pdu, 2), version=pdu.find(3).bits, options=pdu.find(4).bits,
+                preferred=pdu.find(5).integer, maximum=pdu.find(6).integer, authentication=authentication,
+                id=optional_value(pdu, 110), name=optional_value(pdu, 111), version_text=optional_value(pdu, 112),
+                others=others(pdu, 2, 3, 4, 5, 6, 7, 110, 111, 112))
 
 
-def optional_integer(element, tag):
-    found = element.find(tag)
-    return None if found is None else found.integer
+def search_fields(pdu):
+    attribute_set, tree = z.rpn_query(pdu)
+    return dict(tree=tree, attribute_set=attribute_set, databases=[name.text for name in pdu.find(18).children],
+                small=pdu.find(13).integer, large=pdu.find(14).integer, medium=pdu.find(15).integer,
+                replace=pdu.find(16).boolean, result_set=pdu.find(17).text,
+                others=others(pdu, 13, 14, 15, 16, 17, 18, 21))
+
+
+def scan_fields(pdu):
+    start = pdu.find(102)
+    return dict(databases=[name.text for name in pdu.find(3).children],
+                attribute_set=optional_value(pdu, z.OID, "oid"),
+                attributes=z.attribute_list(start.find(44)), term=start.find(45).text,
+                step=optional_value(pdu, 5, "integer"), number=pdu.find(6).integer,
+                preferred=optional_value(pdu, 7, "integer"), others=others(pdu, 3, 5, 6, 7, 102, z.OID))
 
 
 if __name__ == "__main__":

@@ -1,13 +1,9 @@
 #!/usr/bin/env python3
-"""The client's main paths in two distributor runs, for a build whose every
-program start is slow (the i686 build under an emulator): a whole session
-against the scripted target of tests/peers/z3950_target.py, from LOAD to
-EXIT (INITIALIZE, SEARCH, a PRESENT with a record of every kind, SCAN,
-CLOSE, then records nested 20,000 and 50,000 deep, which must fail cleanly
-where the stack is smallest), and a session against yaz-ztest whose
-results equal yaz-client's.
-Runs natively or under Wine (--wine[=LOADER]).
-"""
+"""The client's main paths in two distributor runs, for builds whose program
+starts are slow (i686 under an emulator): against the scripted target, LOAD
+to EXIT (INITIALIZE, SEARCH, PRESENT of every record kind, SCAN, CLOSE, then
+records nested 20,000 and 50,000 deep, which must fail cleanly where the
+stack is smallest); against yaz-ztest, results equal to yaz-client's."""
 import os
 import sys
 

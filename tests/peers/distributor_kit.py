@@ -1,18 +1,15 @@
 #!/usr/bin/env python3
-"""Running the real client through kestra-distributor from end-to-end tests,
-natively or under Wine.
+"""Running the real client through kestra-distributor from end-to-end tests.
 
-A suite calls main(); its command line takes "--bin DIR" (where the
-programs are) and "--wine[=LOADER]" (run the Windows programs under Wine,
-through LOADER, by default "wine"; the caller sets up Wine's environment).
-KESTRA_TIME_SCALE (default 1) multiplies every wait of the suites, for
-Windows programs run under an emulator. Test cases derive from DistributorTest and
-call distribute(), which writes the request files into the test's own
-directory, runs the distributor there and returns what it printed. A
-sanitizer report on its standard error (which the client inherits) fails
-the test once the test's own checks are done.
+A suite calls main(): "--bin DIR" names the programs, "--wine[=LOADER]" runs
+the Windows ones under Wine (the caller sets up its environment), and
+KESTRA_TIME_SCALE (default 1) multiplies every wait. DistributorTest.distribute()
+writes the request files into the test's own directory, runs the distributor
+there and returns what it printed; a sanitizer report on its standard error
+(which the client inherits) fails the test once its own checks are done.
 """
 import argparse
+import contextlib
 import glob
 import os
 import re
@@ -30,14 +27,17 @@ SANITIZER_MARKS = ("Sanitizer", "runtime error:")
 
 
 def distributor_command():
-    if WINE:
-        return [WINE, os.path.join(BIN, "kestra-distributor.exe")]
-    return [os.path.join(BIN, "kestra-distributor")]
+    return [WINE, os.path.join(BIN, "kestra-distributor.exe")] if WINE else [os.path.join(BIN, "kestra-distributor")]
 
 
 def client_path_for_tool(directory):
     """A directory as the client sees it: Wine maps the root to drive Z:."""
     return "Z:" + directory.replace("/", "\\") if WINE else directory
+
+
+def window_file(instance, kind):
+    """A client's window file on POSIX: "win" (its socket) or "status" (its status display)."""
+    return os.path.join(os.environ.get("TMPDIR") or "/tmp", "kestra-windows", "%d.%s" % (instance, kind))
 
 
 def response_lines(output):
@@ -51,9 +51,7 @@ class Run:
     """What one distributor run gave: exit status, stdout lines (latin-1), stderr text, the client's instance number."""
 
     def __init__(self, status, output, errors):
-        self.status = status
-        self.lines = response_lines(output)
-        self.errors = errors
+        self.status, self.lines, self.errors = status, response_lines(output), errors
         match = re.search(r"instance Tellan:(-?\d+)", errors)
         self.instance = int(match.group(1)) if match else None
 
@@ -62,13 +60,9 @@ class DistributorTest(unittest.TestCase):
     def setUp(self):
         self.directory = tempfile.mkdtemp(prefix="kestra-e2e-")
         self.addCleanup(shutil.rmtree, self.directory, True)
-        self.files = 0
-        self.sanitizer_reports = []
-        self.addCleanup(self.assert_no_sanitizer_report)
-
-    def assert_no_sanitizer_report(self):
-        """Fails the test at its end when any run's standard error held a sanitizer report."""
-        self.assertEqual(self.sanitizer_reports, [], "sanitizer reports:\n" + "\n".join(self.sanitizer_reports))
+        self.files, self.sanitizer_reports = 0, []
+        self.addCleanup(lambda: self.assertEqual(self.sanitizer_reports, [], "sanitizer reports:\n" +
+                                                 "\n".join(self.sanitizer_reports)))
 
     def request_file(self, text):
         self.files += 1
@@ -93,6 +87,22 @@ class DistributorTest(unittest.TestCase):
         if any(mark in run.errors for mark in SANITIZER_MARKS):
             self.sanitizer_reports.append(run.errors)
         return run
+
+    @contextlib.contextmanager
+    def kept(self, *arguments, texts=()):
+        """A run with --keep; the client it left running is ended afterwards."""
+        run = self.distribute("--keep", *arguments, texts=texts)
+        try:
+            yield run
+        finally:
+            if run.instance is not None:
+                self.distribute("--attach", str(run.instance))
+
+    def status_display(self, instance):
+        """A kept client's status display (a file on POSIX), published before it answers a query of its state."""
+        self.distribute("--attach", str(instance), "--keep", "--query-state")
+        with open(window_file(instance, "status")) as display:
+            return display.read()
 
     def load_line(self, extra=""):
         return "RequestType:LOAD TempPath:%s TempPrefix:KT %s\n" % (client_path_for_tool(self.directory), extra)

@@ -9,6 +9,7 @@ example records indexed (databases "marc" and "gils").
 
 import contextlib
 import gzip
+import itertools
 import json
 import os
 import shutil
@@ -62,18 +63,6 @@ def wait_listening(port, proc, timeout=20.0):
     raise PeerError('peer not listening on port %d' % port)
 
 
-def write_scan_words(workdir):
-    """yaz-ztest answers a Scan from the word list "dummy-words" in its
-    working directory; without that file its session process exits and the
-    connection closes on the scanRequest."""
-    letters = 'abcdefg'
-    with open(os.path.join(workdir, 'dummy-words'), 'w') as f:
-        for a in letters:
-            for b in letters:
-                for c in letters:
-                    f.write(a + b + c + '\n')
-
-
 def launch(name, command, cwd, workdir):
     """Starts a peer listening on a free loopback port; (process, port)."""
     port = free_port()
@@ -85,7 +74,10 @@ def launch(name, command, cwd, workdir):
 
 
 def start_ztest(workdir):
-    write_scan_words(workdir)
+    # yaz-ztest answers a Scan from the word list "dummy-words" in its working
+    # directory; without it its session process exits on the scanRequest.
+    with open(os.path.join(workdir, 'dummy-words'), 'w') as f:
+        f.writelines(''.join(word) + '\n' for word in itertools.product('abcdefg', repeat=3))
     return launch('ztest', ['yaz-ztest'], workdir, workdir)
 
 
@@ -102,11 +94,9 @@ def prepare_zebra(workdir):
     cfg = os.path.join(zdir, 'zebra.cfg')
     with open(cfg, 'w') as f:
         f.write(ZEBRA_CFG % {'tab': TABLES, 'modules': MODULES, 'dir': zdir})
-    for db in ('marc', 'gils'):
-        subprocess.run(['zebraidx-2.0', '-c', cfg, '-d', db, 'update', db], cwd=zdir,
-                       check=True, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-    subprocess.run(['zebraidx-2.0', '-c', cfg, 'commit'], cwd=zdir, check=True,
-                   stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+    for arguments in (['-d', 'marc', 'update', 'marc'], ['-d', 'gils', 'update', 'gils'], ['commit']):
+        subprocess.run(['zebraidx-2.0', '-c', cfg] + arguments, cwd=zdir, check=True,
+                       stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
     return zdir, cfg
 
 

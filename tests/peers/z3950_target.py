@@ -1,29 +1,17 @@
 #!/usr/bin/env python3
 """A scripted Z39.50 target for end-to-end tests, run inside the test process.
 
-It speaks BER by itself (an encoder and a generic TLV decoder, nothing of
-the product's codec), so a test can build exactly the octets a target sends
-and check what the client put on the wire field by field:
+It speaks BER by itself (an encoder and a generic TLV decoder, nothing of the
+product's codec). target.play(steps...) queues a script for the next
+connection: each step takes one whole PDU from the client, records it, then
+answers, stays silent or hangs up; after the last step the target records
+without answering until the client leaves. A connection without a script is
+closed at once. The returned Connection holds what the client sent
+(session.pdus()[0].find(111).text: its implementation name). Tags follow the
+Z39.50-1995 APDU and record syntax definitions (asn/modules/).
 
-    with ScriptedTarget() as target:
-        session = target.play(answer(init_response()), send_close(7))
-        ... run the client against target.port ...
-        init = session.pdus()[0]                     # what the client sent
-        init.find(ctx(111)).text                     # its implementation name
-
-Each accepted connection plays the next script of the queue. A script is a
-list of steps; each step takes one complete PDU from the client, records
-it, and then answers with given octets, stays silent, or hangs up. After
-the last step the target goes on recording, without answering, until the
-client leaves. A connection without a script is closed at once.
-
-Tags follow the published Z39.50-1995 APDU and record syntax definitions
-(asn/modules/); the record values (OPAC, Summary, GRS-1, SUTRS as a plain
-string) travel in external() and retrieval_record().
-
-For the toolkit's own tests, which speak no Z39.50 to it, the same module
-runs a replaying target in a process of its own, and names a port that
-refuses connections:
+For the toolkit's own tests the module also runs a replaying target in a
+process of its own, and names a port that refuses connections:
 
     z3950_target.py start STATE_FILE   start it, write both ports as JSON, exit
     z3950_target.py stop STATE_FILE    stop it
@@ -35,6 +23,7 @@ keep the connection until the client closes it (MODE "keep") or close it
 """
 
 import collections
+import contextlib
 import os
 import socket
 import struct
@@ -44,25 +33,22 @@ import tempfile
 import threading
 import time
 
-CONTEXT = 2
+import peers
 
 Tag = collections.namedtuple("Tag", "cls number")
 
 
 def ctx(number):
     """A context-specific tag."""
-    return Tag(CONTEXT, number)
+    return Tag(2, number)
 
 
 BOOLEAN, INTEGER, BIT_STRING, OCTET_STRING = Tag(0, 1), Tag(0, 2), Tag(0, 3), Tag(0, 4)
 NULL, OID, EXTERNAL, SEQUENCE = Tag(0, 5), Tag(0, 6), Tag(0, 8), Tag(0, 16)
-VISIBLE_STRING, GENERAL_STRING = Tag(0, 26), Tag(0, 27)
+VISIBLE_STRING, GENERAL_STRING, GENERALIZED_TIME = Tag(0, 26), Tag(0, 27), Tag(0, 24)
 
-BIB1 = "1.2.840.10003.3.1"
-BIB1_DIAGNOSTICS = "1.2.840.10003.4.1"
-USMARC = "1.2.840.10003.5.10"
+BIB1, BIB1_DIAGNOSTICS, USMARC = "1.2.840.10003.3.1", "1.2.840.10003.4.1", "1.2.840.10003.5.10"
 SUTRS, OPAC, SUMMARY, GRS1 = "1.2.840.10003.5.101", "1.2.840.10003.5.102", "1.2.840.10003.5.103", "1.2.840.10003.5.105"
-GENERALIZED_TIME = Tag(0, 24)
 
 # ---------------------------------------------------------------- encoding
 
@@ -77,15 +63,11 @@ def base128(number):
 
 
 def identifier(tag, constructed):
-    """The identifier octets of a tag of any class and number."""
     first = tag.cls << 6 | (0x20 if constructed else 0)
-    if tag.number < 31:
-        return bytes([first | tag.number])
-    return bytes([first | 31]) + base128(tag.number)
+    return bytes([first | tag.number]) if tag.number < 31 else bytes([first | 31]) + base128(tag.number)
 
 
 def definite_length(count):
-    """The length octets of a definite length."""
     if count < 0x80:
         return bytes([count])
     body = count.to_bytes((count.bit_length() + 7) // 8, "big")
@@ -93,15 +75,11 @@ def definite_length(count):
 
 
 def tlv(tag, content, constructed=False):
-    """One element with a definite length."""
     return identifier(tag, constructed) + definite_length(len(content)) + content
 
 
 def integer(value, tag=INTEGER):
-    size = 1
-    while not -(1 << (8 * size - 1)) <= value < (1 << (8 * size - 1)):
-        size += 1
-    return tlv(tag, value.to_bytes(size, "big", signed=True))
+    return tlv(tag, value.to_bytes((value + (value < 0)).bit_length() // 8 + 1, "big", signed=True))
 
 
 def boolean(value, tag=BOOLEAN, octet=None):
@@ -119,10 +97,8 @@ def string(text, tag=GENERAL_STRING):
 
 def bits(text, tag=BIT_STRING):
     """A BIT STRING from a text of "1" and "0", bit 0 first."""
-    unused = -len(text) % 8
-    padded = text + "0" * unused
-    body = bytes(int(padded[i:i + 8], 2) for i in range(0, len(padded), 8))
-    return tlv(tag, bytes([unused]) + body)
+    padded = text + "0" * (-len(text) % 8)
+    return tlv(tag, bytes([-len(text) % 8]) + bytes(int(padded[i:i + 8], 2) for i in range(0, len(padded), 8)))
 
 
 def oid(dotted, tag=OID):
@@ -139,8 +115,7 @@ def sequence(tag, *children):
     return tlv(tag, b"".join(child for child in children if child is not None), constructed=True)
 
 
-def explicit(tag, child):
-    return sequence(tag, child)
+explicit = sequence
 
 
 def optional(build, value, *arguments):
@@ -158,40 +133,31 @@ class DecodeError(ValueError):
 def read_header(data, offset):
     """(tag, constructed, content start, content length or None when indefinite),
     or None when data ends inside the header."""
-    if offset >= len(data):
+    try:
+        first, offset = data[offset], offset + 1
+        number = first & 0x1F
+        if number == 31:
+            number = 0
+            while True:
+                octet, offset = data[offset], offset + 1
+                number = number << 7 | octet & 0x7F
+                if not octet & 0x80:
+                    break
+        tag, constructed = Tag(first >> 6, number), bool(first & 0x20)
+        size, offset = data[offset], offset + 1
+    except IndexError:
         return None
-    first = data[offset]
-    cls, constructed, number = first >> 6, bool(first & 0x20), first & 0x1F
-    offset += 1
-    if number == 31:
-        number = 0
-        while True:
-            if offset >= len(data):
-                return None
-            octet = data[offset]
-            offset += 1
-            number = number << 7 | octet & 0x7F
-            if not octet & 0x80:
-                break
-    if offset >= len(data):
-        return None
-    first_length = data[offset]
-    offset += 1
-    if first_length == 0x80:
+    if size == 0x80:
         if not constructed:
             raise DecodeError("indefinite length on a primitive element")
-        return Tag(cls, number), constructed, offset, None
-    if first_length & 0x80:
-        size = first_length & 0x7F
-        if size > 4:
-            raise DecodeError("length of %d octets" % size)
-        if offset + size > len(data):
+        return tag, constructed, offset, None
+    if size & 0x80:
+        if size & 0x7F > 4:
+            raise DecodeError("length of %d octets" % (size & 0x7F))
+        if offset + (size & 0x7F) > len(data):
             return None
-        length = int.from_bytes(data[offset:offset + size], "big")
-        offset += size
-    else:
-        length = first_length
-    return Tag(cls, number), constructed, offset, length
+        offset, size = offset + (size & 0x7F), int.from_bytes(data[offset:offset + (size & 0x7F)], "big")
+    return tag, constructed, offset, size
 
 
 def element_end(data, offset=0):
@@ -199,18 +165,12 @@ def element_end(data, offset=0):
     header = read_header(data, offset)
     if header is None:
         return None
-    _, _, start, length = header
+    _, _, position, length = header
     if length is not None:
-        return start + length if start + length <= len(data) else None
-    position = start
-    while True:
-        if data[position:position + 2] == b"\0\0":
-            return position + 2
-        if len(data) < position + 2:
-            return None
-        position = element_end(data, position)
-        if position is None:
-            return None
+        return position + length if position + length <= len(data) else None
+    while position is not None and data[position:position + 2] != b"\0\0":
+        position = element_end(data, position) if len(data) >= position + 2 else None
+    return None if position is None else position + 2
 
 
 class Element:
@@ -230,24 +190,15 @@ class Element:
                 return None
         return element
 
-    @property
-    def integer(self):
-        return int.from_bytes(self.content, "big", signed=True)
-
-    @property
-    def boolean(self):
-        return any(self.content)
-
-    @property
-    def text(self):
-        return self.content.decode("latin-1")
+    integer = property(lambda self: int.from_bytes(self.content, "big", signed=True))
+    boolean = property(lambda self: any(self.content))
+    text = property(lambda self: self.content.decode("latin-1"))
 
     @property
     def bits(self):
         """A BIT STRING as a text of "1" and "0", bit 0 first."""
-        unused, body = self.content[0], self.content[1:]
-        text = "".join(format(octet, "08b") for octet in body)
-        return text[:len(text) - unused]
+        text = "".join(format(octet, "08b") for octet in self.content[1:])
+        return text[:len(text) - self.content[0]]
 
     @property
     def oid(self):
@@ -263,17 +214,13 @@ class Element:
 
 def decode_at(data, offset):
     """(element, end) for the element at offset."""
-    header = read_header(data, offset)
-    if header is None:
-        raise DecodeError("truncated header at %d" % offset)
-    tag, constructed, start, length = header
-    end = element_end(data, offset)
-    if end is None:
+    header, end = read_header(data, offset), element_end(data, offset)
+    if header is None or end is None:
         raise DecodeError("truncated element at %d" % offset)
+    tag, constructed, start, length = header
     if not constructed:
         return Element(tag, False, data[start:end], None), end
-    children, position = [], start
-    content_end = end - 2 if length is None else end
+    children, position, content_end = [], start, end - 2 if length is None else end
     while position < content_end:
         child, position = decode_at(data, position)
         children.append(child)
@@ -311,14 +258,11 @@ def init_response(result=True, result_octet=None, version="111", options="110000
                     optional(string, implementation_version, ctx(112)))
 
 
-def search_response(count=0, status=True, status_octet=None, returned=0, next_position=1,
-                    result_set_status=None, present_status=None, records=None, reference=None):
+def search_response(count=0, status=True, status_octet=None, returned=0, next_position=1, records=None,
+                    reference=None):
     """A searchResponse; records is a Records value (response_records, non_surrogate_diagnostic, ...)."""
-    return sequence(ctx(23), optional(reference_id, reference), integer(count, ctx(23)),
-                    integer(returned, ctx(24)), integer(next_position, ctx(25)),
-                    boolean(status, ctx(22), status_octet),
-                    optional(integer, result_set_status, ctx(26)), optional(integer, present_status, ctx(27)),
-                    records)
+    return sequence(ctx(23), optional(reference_id, reference), integer(count, ctx(23)), integer(returned, ctx(24)),
+                    integer(next_position, ctx(25)), boolean(status, ctx(22), status_octet), records)
 
 
 def present_response(returned=0, next_position=1, status=0, records=None, reference=None):
@@ -326,14 +270,14 @@ def present_response(returned=0, next_position=1, status=0, records=None, refere
                     integer(next_position, ctx(25)), integer(status, ctx(27)), records)
 
 
-def default_diagnostic(condition, addinfo=None, diagnostic_set=BIB1_DIAGNOSTICS):
-    """A DefaultDiagFormat (untagged SEQUENCE), addinfo as a version-2 VisibleString."""
-    return sequence(SEQUENCE, oid(diagnostic_set), integer(condition), optional(string, addinfo, VISIBLE_STRING))
+def default_diagnostic(condition, addinfo=None, tag=SEQUENCE):
+    """A bib-1 DefaultDiagFormat, addinfo as a version-2 VisibleString."""
+    return sequence(tag, oid(BIB1_DIAGNOSTICS), integer(condition), optional(string, addinfo, VISIBLE_STRING))
 
 
-def non_surrogate_diagnostic(condition, addinfo=None, diagnostic_set=BIB1_DIAGNOSTICS):
+def non_surrogate_diagnostic(condition, addinfo=None):
     """Records: one non-surrogate diagnostic."""
-    return sequence(ctx(130), oid(diagnostic_set), integer(condition), optional(string, addinfo, VISIBLE_STRING))
+    return default_diagnostic(condition, addinfo, ctx(130))
 
 
 def multiple_non_surrogate_diagnostics(*diagnostics):
@@ -379,18 +323,15 @@ def term_info(term, display=None, occurrences=None):
                     optional(integer, occurrences, ctx(2)))
 
 
-def scan_response(entries=(), status=0, returned=None, step_size=None, position=1, diagnostics=None,
-                  attribute_set=None, reference=None):
+def scan_response(entries=(), status=0, returned=None, position=1, diagnostics=None, reference=None):
     """A scanResponse; returned defaults to the number of entries; entries None leaves the list out."""
-    if returned is None:
-        returned = len(entries or ())
     listed = None
     if entries is not None or diagnostics is not None:
-        listed = sequence(ctx(7), None if entries is None else sequence(ctx(1), *entries),
-                          None if diagnostics is None else sequence(ctx(2), *diagnostics))
-    return sequence(ctx(36), optional(reference_id, reference), optional(integer, step_size, ctx(3)),
-                    integer(status, ctx(4)), integer(returned, ctx(5)), optional(integer, position, ctx(6)),
-                    listed, optional(oid, attribute_set, ctx(8)))
+        listed = sequence(ctx(7), optional(lambda items: sequence(ctx(1), *items), entries),
+                          optional(lambda items: sequence(ctx(2), *items), diagnostics))
+    return sequence(ctx(36), optional(reference_id, reference), integer(status, ctx(4)),
+                    integer(len(entries or ()) if returned is None else returned, ctx(5)),
+                    optional(integer, position, ctx(6)), listed)
 
 
 def close(reason, diagnostic=None, reference=None):
@@ -482,12 +423,9 @@ def attribute_list(element):
 
 
 def rpn(structure):
-    """An RPNStructure as nested tuples: ("term", text, attributes),
-    ("resultset", name) or (operator, left, right)."""
+    """An RPNStructure as nested tuples: ("term", text, attributes) or (operator, left, right)."""
     if structure.tag == ctx(0):
         operand = structure.children[0]
-        if operand.tag == ctx(31):
-            return ("resultset", operand.text)
         return ("term", operand.find(45).text, attribute_list(operand.find(44)))
     left, right, operator = structure.children
     return (OPERATORS[operator.children[0].tag.number], rpn(left), rpn(right))
@@ -501,7 +439,7 @@ def rpn_query(search_request):
 
 # ---------------------------------------------------------------- the server
 
-Step = collections.namedtuple("Step", "action octets delay before", defaults=(None,))
+Step = collections.namedtuple("Step", "action octets delay before", defaults=(b"", 0.0, None))
 
 
 def answer(octets_, delay=0.0, before=None):
@@ -510,13 +448,11 @@ def answer(octets_, delay=0.0, before=None):
 
 
 def silent():
-    """Take a PDU and send nothing."""
-    return Step("silent", b"", 0.0)
+    return Step("silent")
 
 
 def hang_up():
-    """Take a PDU and close the connection."""
-    return Step("hang up", b"", 0.0)
+    return Step("hang up")
 
 
 def drip(octets_, every):
@@ -527,11 +463,10 @@ def drip(octets_, every):
 def half(octets_, then):
     """Take a PDU, send the first half of the octets, then "close" the
     connection, "reset" it (an RST, not a FIN) or "stall" (send nothing more)."""
-    return Step("half, " + then, octets_, 0.0)
+    return Step("half, " + then, octets_)
 
 
 def send_close(reason, diagnostic=None):
-    """Take a PDU and answer with a Close."""
     return answer(close(reason, diagnostic))
 
 
@@ -540,10 +475,7 @@ class Connection:
     time each was complete) and when the connection ended."""
 
     def __init__(self, steps):
-        self.steps = list(steps)
-        self.received = []
-        self.received_at = []
-        self.ended_at = None
+        self.steps, self.received, self.received_at, self.ended_at = list(steps), [], [], None
         self.ended = threading.Event()
 
     def pdus(self):
@@ -553,12 +485,15 @@ class Connection:
         """The received PDUs' names."""
         return [PDU_NAMES.get(pdu.tag.number, str(pdu.tag.number)) for pdu in self.pdus()]
 
+    def all(self, name):
+        """The received PDUs of that name."""
+        return [pdu for pdu, kind in zip(self.pdus(), self.kinds()) if kind == name]
+
     def pdu(self, name):
         """The first received PDU of that name, or None."""
-        return next((pdu for pdu, kind in zip(self.pdus(), self.kinds()) if kind == name), None)
+        return next(iter(self.all(name)), None)
 
     def wait_end(self, timeout):
-        """True once the connection has ended."""
         return self.ended.wait(timeout)
 
 
@@ -583,11 +518,8 @@ class ScriptedTarget:
         self.listener.listen(16)
         self.listener.settimeout(0.2)
         self.host, self.port = self.listener.getsockname()
-        self.scripts = collections.deque()
-        self.unexpected = 0
-        self.lock = threading.Lock()
-        self.stopping = False
-        self.sockets = []
+        self.scripts, self.unexpected, self.lock, self.stopping, self.sockets = (
+            collections.deque(), 0, threading.Lock(), False, [])
         self.thread = threading.Thread(target=self._accept, daemon=True)
         self.thread.start()
 
@@ -633,9 +565,7 @@ class ScriptedTarget:
                     break
                 connection.received.append(data)
                 connection.received_at.append(time.monotonic())
-                step = next(steps, None)
-                if step is None or step.action == "silent":
-                    continue
+                step = next(steps, Step("silent"))
                 if step.action == "hang up":
                     break
                 if step.action == "drip":
@@ -646,15 +576,12 @@ class ScriptedTarget:
                 time.sleep(step.delay)
                 if step.before:
                     step.before()
-                if step.action == "answer":
-                    sock.sendall(step.octets)
-                    continue
-                sock.sendall(step.octets[:len(step.octets) // 2])
-                if step.action == "half, stall":
-                    continue
+                half = step.action.startswith("half")
+                sock.sendall(step.octets[:len(step.octets) // 2] if half else step.octets)
                 if step.action == "half, reset":
                     sock.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, struct.pack("ii", 1, 0))
-                break
+                if step.action in ("half, close", "half, reset"):
+                    break
         except (OSError, DecodeError):
             pass
         finally:
@@ -668,10 +595,8 @@ class ScriptedTarget:
         self.listener.close()
         with self.lock:
             for sock in self.sockets:
-                try:
+                with contextlib.suppress(OSError):
                     sock.shutdown(socket.SHUT_RDWR)
-                except OSError:
-                    pass
 
     def __enter__(self):
         return self
@@ -680,11 +605,7 @@ class ScriptedTarget:
         self.close()
 
 
-def closed_port(host="127.0.0.1"):
-    """A loopback port where nothing listens (just released)."""
-    with socket.socket() as probe:
-        probe.bind((host, 0))
-        return probe.getsockname()[1]
+closed_port = peers.free_port  # a loopback port where nothing listens (just released)
 
 
 def replay(conn):
@@ -707,11 +628,9 @@ def replay(conn):
         # "close" takes what the client sent meanwhile first: unread octets
         # would turn the close into a reset.
         conn.settimeout(None if mode == "keep" else 0.3)
-        try:
+        with contextlib.suppress(socket.timeout):
             while conn.recv(65536):
                 pass
-        except socket.timeout:
-            pass
 
 
 def serve_replays(listener):
@@ -722,7 +641,6 @@ def serve_replays(listener):
 
 def start_replaying_target():
     """Starts the replaying target; the state: its port, the refused port, its pid and work dir."""
-    import peers
     workdir = tempfile.mkdtemp(prefix="kestra-scripted-")
     port = peers.free_port()
     target = subprocess.Popen([sys.executable, os.path.abspath(__file__), "serve", str(port)],
@@ -738,12 +656,10 @@ def start_replaying_target():
 
 
 if __name__ == "__main__":
-    sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
     if sys.argv[1:2] == ["serve"]:
         listener = socket.socket()
         listener.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
         listener.bind(("127.0.0.1", int(sys.argv[2])))
         listener.listen(128)
         serve_replays(listener)
-    import peers
     sys.exit(peers.main(sys.argv[1:], start_replaying_target, __doc__))
