@@ -75,8 +75,8 @@ CLOSE_ERROR = {"initialize": 81}  # a Close in place of the Initialize's answer 
 # operation's echo (with an echo: the probe follows the operation), or a
 # function of the operation giving either; the check.
 FAULTS = [
-    # Wine's sockets take a reset for an orderly close, which reports no error number.
-    ("reset-mid-pdu", lambda o: z.half(o.answer, "reset"), None if distributor_kit.WINE else 2, AT_ONCE),
+    # Wine's sockets take a reset for an orderly close, which reports no error number (known once --wine is read).
+    ("reset-mid-pdu", lambda o: z.half(o.answer, "reset"), lambda o: None if distributor_kit.WINE else 2, AT_ONCE),
     ("close-after-half", lambda o: z.half(o.answer, "close"), None, AT_ONCE),
     ("stall-mid-pdu", lambda o: z.half(o.answer, "stall"), 2, ended_within(WAIT, WAIT)),
     ("drip", lambda o: z.drip(o.answer, 0.3), None, ended_within(10 * WAIT, 10 * WAIT + 1)),
